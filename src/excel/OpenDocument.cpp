@@ -1,0 +1,37 @@
+#include "Document.h"
+
+#include "EngineError.h"
+#include "biff/BiffDocument.h"
+#include "ooxml/OoxmlDocument.h"
+
+#include <array>
+#include <cstring>
+
+namespace excel {
+
+namespace {
+constexpr std::array<unsigned char, 4> kZipLocal{'P', 'K', 3, 4};
+constexpr std::array<unsigned char, 4> kZipEmpty{'P', 'K', 5, 6};
+constexpr std::array<unsigned char, 8> kCompoundFile{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+
+template <std::size_t N>
+bool startsWith(std::span<const std::byte> b, const std::array<unsigned char, N>& sig)
+{
+    return b.size() >= N && std::memcmp(b.data(), sig.data(), N) == 0;
+}
+}  // namespace
+
+std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
+{
+    const auto b = bytes->bytes();
+    if (startsWith(b, kZipLocal) || startsWith(b, kZipEmpty))
+        return ooxml::openPackage(std::move(bytes), file);
+    if (startsWith(b, kCompoundFile))
+        return biff::openCompoundFile(std::move(bytes), file);
+    if (b.empty())
+        throw engineError(file, "is not a workbook: the file is empty.");
+    throw tb::Error(tb::err::EngineFailure,
+                    "'" + file + "' is not a workbook: it is neither an Excel 97-2003 file nor an Office Open XML package.");
+}
+
+}  // namespace excel

@@ -1,0 +1,25 @@
+#include "Worksheet.h"
+
+#include "Application.h"
+#include "Workbook.h"
+
+namespace excel {
+
+std::string Worksheet::Name() const
+{
+    book_->requireOpen();
+    return book_->document().worksheetNames().at(index_);
+}
+
+void Worksheet::Copy() const
+{
+    book_->requireOpen();
+    Application& app = book_->app_;
+    auto doc = book_->document().copyWorksheet(index_, CopySource{book_->FullName(), book_->Name()});
+    const std::string name = app.nextNewBookName();
+    auto copy = std::shared_ptr<Workbook>(new Workbook(app, std::move(doc), name, name));
+    app.adopt(copy);
+    app.notifyOperation("Copied " + Name() + " of " + book_->Name() + " into " + name);
+}
+
+}  // namespace excel

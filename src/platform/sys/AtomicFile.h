@@ -1,0 +1,40 @@
+#pragma once
+// Writes a file so that it appears whole or not at all: the bytes go to a
+// temporary file in the target's own folder, which replaces the target only
+// once everything is written and flushed. A failure at any point removes the
+// temporary file and leaves an existing target as it was.
+
+#include "ByteSink.h"
+
+#include <filesystem>
+#include <functional>
+
+namespace tb::fs {
+
+class AtomicFile final : public ByteSink {
+public:
+    // Creates the temporary file; throws tb::Error naming `target` when the
+    // folder is missing or not writable.
+    explicit AtomicFile(std::filesystem::path target);
+    ~AtomicFile() override;  // discards unless committed
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+
+    void write(std::span<const std::byte> bytes) override;
+    // Flushes and moves the file into place; throws tb::Error on failure.
+    void commit();
+
+    const std::filesystem::path& target() const { return target_; }
+
+private:
+    void discard() noexcept;
+    std::filesystem::path target_;
+    std::filesystem::path temp_;
+    int fd_ = -1;
+    bool committed_ = false;
+};
+
+// Writes a whole file atomically by handing `produce` the sink.
+void writeFileAtomically(const std::filesystem::path& target, const std::function<void(ByteSink&)>& produce);
+
+}  // namespace tb::fs
