@@ -1,1 +1,22 @@
-int main() { return 0; }
+// The program's entry point: the desktop's services, the real window and
+// engine, and Main. The program reads no command line and no environment of
+// its own.
+
+#include "app/MainProc.h"
+#include "platform/qt/PlatformFactory.h"
+#include "ui/MainFormHost.h"
+
+#include <QApplication>
+
+int main(int argc, char** argv)
+{
+    QApplication qapp(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tamberlin"));
+    QApplication::setQuitOnLastWindowClosed(false);  // Main decides when the program ends
+    auto platform = platform::createPlatform();
+    {
+        app::Globals globals(*platform, QCoreApplication::applicationDirPath());
+        app::Main(globals, ui::desktopHooks());
+    }
+    return 0;
+}

@@ -20,7 +20,7 @@ class Workbook;
 class Application {
 public:
     Application();
-    ~Application();
+    virtual ~Application();
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
 

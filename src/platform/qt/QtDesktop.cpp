@@ -1,8 +1,9 @@
 #include "QtPlatform.h"
 
+#include "platform/PictureFile.h"
+
 #include <QApplication>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QKeyEvent>
 #include <QProcess>
 #include <QStandardPaths>
@@ -54,22 +55,6 @@ RegistryValue SystemLookup::query(const QString& root, const QString& subKey, co
     return v;
 }
 
-std::optional<QImage> QtPictureLoader::load(const QString& path)
-{
-    if (!QFileInfo(path).isFile())
-        return std::nullopt;
-    QImageReader reader(path);
-    QImage best;
-    for (int i = 0, n = qMax(1, reader.imageCount()); i < n; ++i) {
-        if (i > 0 && !reader.jumpToImage(i))
-            break;
-        QImage img = reader.read();
-        if (!img.isNull() && img.width() * img.height() > best.width() * best.height())
-            best = img;
-    }
-    if (best.isNull())
-        return std::nullopt;
-    return best;
-}
+std::optional<QImage> QtPictureLoader::load(const QString& path) { return loadPictureFile(path); }
 
 }  // namespace platform::qt

@@ -1,0 +1,72 @@
+#include "CommonDefine.h"
+
+#include "platform/Platform.h"
+
+#include <new>
+
+namespace app {
+
+namespace {
+const QString kCrLf = QStringLiteral("\r\n");
+QString fromUtf8(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
+}  // namespace
+
+QString BrowseForFolderPath(platform::FolderBrowser& browser, const QString& title)
+{
+    return browser.browseForFolder(title, QStringLiteral("/"));
+}
+
+QString AddTrailingBackslash(const QString& path)
+{
+    if (path.isEmpty() || path.back() != QLatin1Char('/'))
+        return path + QLatin1Char('/');
+    return path;
+}
+
+tb::Error toError(std::exception_ptr failure)
+{
+    try {
+        std::rethrow_exception(failure);
+    } catch (const tb::Error& e) {
+        return e;
+    } catch (const std::bad_alloc&) {
+        return tb::Error(7, "Out of memory.");
+    } catch (const std::exception& e) {
+        return tb::Error(51, std::string("Internal error: ") + e.what());
+    } catch (...) {
+        return tb::Error(51, "Internal error.");
+    }
+}
+
+QString commonErrorText(const tb::Error& e, const QString& proc)
+{
+    return QStringLiteral("Err Number: ") + QString::number(e.number()) + kCrLf + QStringLiteral("Err Description: ") +
+           fromUtf8(e.description()) + kCrLf + QStringLiteral("Err Proc: ") + proc;
+}
+
+QString mainErrorText(const tb::Error& e)
+{
+    return QStringLiteral("Err Number: ") + QString::number(e.number()) + kCrLf + QStringLiteral("Err Description: ") +
+           fromUtf8(e.description());
+}
+
+QString folderErrorText(const tb::Error& e, const QString& folder)
+{
+    return QStringLiteral("Error Number: ") + QString::number(e.number()) + kCrLf +
+           QStringLiteral(" Error Description: ") + fromUtf8(e.description()) + kCrLf +
+           QStringLiteral("Error Folder Name: ") + folder;
+}
+
+QString fileErrorText(const tb::Error& e, const QString& file)
+{
+    return QStringLiteral("Error Number: ") + QString::number(e.number()) + kCrLf +
+           QStringLiteral(" Error Description: ") + fromUtf8(e.description()) + kCrLf +
+           QStringLiteral("Error File Name: ") + file;
+}
+
+void showCommonErrorReport(platform::MessageBox& box, const tb::Error& e, const QString& proc)
+{
+    box.show(commonErrorText(e, proc), platform::mb::OkOnly);
+}
+
+}  // namespace app

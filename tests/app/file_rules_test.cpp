@@ -1,0 +1,82 @@
+#include "platform/sys/AtomicFile.h"
+#include "platform/sys/Error.h"
+#include "platform/sys/PathRules.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(PathRules, TrailingPeriodsAndBlanksGoFromEveryPart)
+{
+    EXPECT_EQ(tb::fs::trimComponent("Sheet1.xls "), "Sheet1.xls");
+    EXPECT_EQ(tb::fs::trimComponent("Book1. . "), "Book1");
+    EXPECT_EQ(tb::fs::trimComponent(" lead"), " lead") << "leading blanks stay";
+    EXPECT_EQ(tb::fs::trimComponent(".."), "..");
+    EXPECT_EQ(tb::fs::windowsNormalized("/out/Book1. /Sheet 1.xls "), fs::path("/out/Book1/Sheet 1.xls"));
+}
+
+TEST(PathRules, ForgedNamesAreRefused)
+{
+    EXPECT_EQ(tb::fs::whyUnwritable("/out/Book1/Sheet1.xls "), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/Book1/../x.xls "), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/Book1/./x.xls"), "");
+    EXPECT_NE(tb::fs::whyUnwritable(std::string("/out/a\0b.xls", 13)), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/a\tb.xls"), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/... "), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/" + std::string(300, 'x') + ".xls"), "");
+    EXPECT_NE(tb::fs::whyUnwritable(""), "");
+    EXPECT_NE(tb::fs::whyUnwritable("/out/"), "");
+}
+
+// Fails once it has taken `limit` bytes, as a full disk would.
+struct FailAfter {
+    std::size_t limit;
+    void operator()(tb::ByteSink& sink) const
+    {
+        std::vector<std::byte> chunk(100, std::byte{'n'});
+        for (std::size_t written = 0;; written += chunk.size()) {
+            if (written + chunk.size() > limit)
+                throw tb::Error(tb::err::DiskFull, "disk full");
+            sink.write(chunk);
+        }
+    }
+};
+
+TEST(AtomicFile, AFailedWriteLeavesTheOldFileAndNoTemporary)
+{
+    support::TempDir dir;
+    const fs::path target = dir / "out.xls";
+    support::writeBytes(target, {'o', 'l', 'd'});
+    for (std::size_t limit : {0u, 100u, 1000u}) {
+        EXPECT_THROW(tb::fs::writeFileAtomically(target, FailAfter{limit}), tb::Error);
+        EXPECT_EQ(support::readBytes(target), (std::vector<char>{'o', 'l', 'd'}));
+    }
+    int entries = 0;
+    for ([[maybe_unused]] const auto& e : fs::directory_iterator(dir.path()))
+        ++entries;
+    EXPECT_EQ(entries, 1);
+
+    tb::fs::writeFileAtomically(target, [](tb::ByteSink& s) {
+        const std::byte b[] = {std::byte{'n'}, std::byte{'e'}, std::byte{'w'}};
+        s.write(b);
+    });
+    EXPECT_EQ(support::readBytes(target), (std::vector<char>{'n', 'e', 'w'}));
+}
+
+TEST(AtomicFile, AMissingFolderIsPathNotFoundAndCreatesNothing)
+{
+    support::TempDir dir;
+    try {
+        tb::fs::AtomicFile f(dir / "missing" / "x.xls");
+        FAIL();
+    } catch (const tb::Error& e) {
+        EXPECT_EQ(e.number(), tb::err::PathNotFound);
+        EXPECT_NE(e.description().find("x.xls"), std::string::npos);
+    }
+    EXPECT_FALSE(fs::exists(dir / "missing"));
+}
+
+}  // namespace
