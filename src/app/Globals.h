@@ -24,6 +24,9 @@ public:
     virtual void Show() = 0;
     // Unloads what is left of a window that has closed already; asks nothing.
     virtual void Unload() = 0;
+    // The two link commands, which the about dialog reaches through here.
+    virtual void mnuSupport_Click() = 0;
+    virtual void mnuVisitHomePage_Click() = 0;
 };
 
 struct Globals {

@@ -6,14 +6,9 @@
 
 namespace app {
 
-bool textToBoolean(const QString& text)
+std::optional<double> numericValue(const QString& text)
 {
     const QString t = text.trimmed();
-    if (t.compare(QLatin1String("True"), Qt::CaseInsensitive) == 0)
-        return true;
-    if (t.compare(QLatin1String("False"), Qt::CaseInsensitive) == 0)
-        return false;
-
     static const QRegularExpression decimal(QStringLiteral(R"(^[+-]?(\d+\.?\d*|\.\d+)([eEdD][+-]?\d+)?$)"));
     static const QRegularExpression radix(QStringLiteral(R"(^&([hH][0-9A-Fa-f]+|[oO]?[0-7]+)$)"));
     if (decimal.match(t).hasMatch()) {
@@ -22,7 +17,7 @@ bool textToBoolean(const QString& text)
         bool ok = false;
         const double v = n.toDouble(&ok);
         if (ok)
-            return v != 0.0;
+            return v;
     }
     if (radix.match(t).hasMatch()) {
         const bool hex = t[1] == QLatin1Char('h') || t[1] == QLatin1Char('H');
@@ -30,8 +25,21 @@ bool textToBoolean(const QString& text)
         bool ok = false;
         const qulonglong v = digits.toULongLong(&ok, hex ? 16 : 8);
         if (ok)
-            return v != 0;
+            return static_cast<double>(v);
     }
+    return std::nullopt;
+}
+
+bool textToBoolean(const QString& text)
+{
+    const QString t = text.trimmed();
+    if (t.compare(QLatin1String("True"), Qt::CaseInsensitive) == 0)
+        return true;
+    if (t.compare(QLatin1String("False"), Qt::CaseInsensitive) == 0)
+        return false;
+
+    if (const auto v = numericValue(t))
+        return *v != 0.0;
     throw tb::Error(tb::err::TypeMismatch,
                     "Type mismatch: '" + text.toStdString() + "' is neither a number nor True or False.");
 }

@@ -1,7 +1,24 @@
-// Command-line front end: filled in with the engine's first format.
+// tamberlin-split: the split run from the command line, for machines without
+// a display, scripts and benchmarks. It lists the workbooks as the window's
+// task list does, then works the rows with the same engine calls in the same
+// order as the window's run.
+
+#include "CommandLine.h"
+#include "SplitRun.h"
+
 #include <cstdio>
-int main()
+
+int main(int argc, char** argv)
 {
-    std::fputs("tamberlin-split: no workbook format is built in yet\n", stderr);
-    return 2;
+    cli::Options options;
+    std::string problem;
+    if (!cli::parseCommandLine(argc, argv, options, problem)) {
+        std::fprintf(stderr, "tamberlin-split: %s\n%s", problem.c_str(), cli::usage().c_str());
+        return 2;
+    }
+    if (options.help) {
+        std::fputs(cli::usage().c_str(), stdout);
+        return 0;
+    }
+    return cli::run(options);
 }

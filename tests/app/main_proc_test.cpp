@@ -41,6 +41,8 @@ public:
             duringShow_();
     }
     void Unload() override { log_.push_back("form unloaded"); }
+    void mnuSupport_Click() override {}
+    void mnuVisitHomePage_Click() override {}
 
 private:
     std::function<void()> duringShow_;

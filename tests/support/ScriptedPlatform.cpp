@@ -55,7 +55,7 @@ QString ScriptedFileDialog::getOpenFileName(const platform::OpenFileRequest& req
 bool RecordingShell::startDetached(const QString& program, const QStringList& arguments)
 {
     started.append((QStringList{program} + arguments).join(QLatin1Char(' ')));
-    return startSucceeds;
+    return startSucceeds && !program.isEmpty();  // as a real start of nothing fails
 }
 
 void RecordingKeySender::sendKey(int qtKey)

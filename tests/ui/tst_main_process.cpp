@@ -3,13 +3,14 @@
 
 #include "app/MainProc.h"
 #include "support/ScriptedPlatform.h"
-#include "support/TempDir.h"
+#include "support/AppFolder.h"
 #include "ui/EngineWindow.h"
 #include "ui/MainFormHost.h"
 #include "ui/frmMain.h"
 
 #include <QApplication>
 #include <QListWidget>
+#include <QMenuBar>
 #include <QTimer>
 #include <QtTest>
 
@@ -21,8 +22,8 @@ private:
     QString appDir() const { return QString::fromStdString(dir_.path().string()); }
     void writeConfig(const std::vector<std::u16string>& lines)
     {
-        std::filesystem::create_directories(dir_ / "Config");
-        support::writeBytes(dir_ / "Config" / "Config.cfg", support::utf16File(lines));
+        support::copyResources(TB_SOURCE_DIR, dir_.path());
+        support::writeConfig(dir_.path(), lines);
     }
 
     // Closes the main window through its frame once it is up, recording what
@@ -79,8 +80,9 @@ private slots:
         ui::frmMain form(g);
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
+        // The client area below the menu bar is 8520 x 4800 twips.
         QCOMPARE(form.width(), (8520 * form.logicalDpiX() + 720) / 1440);
-        QCOMPARE(form.height(), (4800 * form.logicalDpiY() + 720) / 1440);
+        QCOMPARE(form.height() - form.menuBar()->height(), (4800 * form.logicalDpiY() + 720) / 1440);
         QCOMPARE(form.minimumSize(), form.maximumSize());
         QVERIFY(!(form.windowFlags() & Qt::WindowMaximizeButtonHint));
         QVERIFY(form.windowFlags() & Qt::WindowMinimizeButtonHint);

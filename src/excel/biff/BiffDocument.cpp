@@ -1,12 +1,207 @@
 #include "BiffDocument.h"
 
+#include "Globals.h"
+#include "RecordTypes.h"
+#include "SheetCopy.h"
+#include "Strings.h"
 #include "excel/EngineError.h"
+#include "excel/cfb/CompoundFile.h"
+
+#include <algorithm>
+#include <cctype>
 
 namespace excel::biff {
 
-std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>, const std::string& file)
+namespace {
+
+constexpr std::size_t kFirstRead = 64 * 1024;
+constexpr std::uint16_t kDialogBit = 0x0010;  // WsBool.fDialog
+constexpr int kHeaderScan = 64;               // records looked at before a sheet's WSBOOL
+
+std::string lower(std::string s)
 {
-    throw engineError(file, "Excel 97-2003 workbooks cannot be read by this build.");
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
+    return s;
+}
+
+// Finds a child by name as the compound file compares them: case-blind.
+std::string findChild(const cfb::Storage& st, const std::string& name)
+{
+    for (const std::string& n : st.childNames())
+        if (lower(n) == lower(name))
+            return n;
+    return {};
+}
+
+// A one-sheet copy: the compound file to write, held whole.
+class BiffCopy final : public Document {
+public:
+    BiffCopy(cfb::Node root, std::string sheetName) : root_(std::move(root)), names_{std::move(sheetName)} {}
+
+    Family family() const override { return Family::Biff8; }
+    const std::vector<std::string>& worksheetNames() const override { return names_; }
+
+    std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
+    {
+        auto bytes = std::make_shared<tb::MemorySource>(serialized(source.name));
+        return openCompoundFile(std::move(bytes), source.name)->copyWorksheet(index, source);
+    }
+
+    void save(tb::ByteSink& out) const override { cfb::writeCompoundFile(root_, out, names_.front()); }
+
+private:
+    std::vector<std::byte> serialized(const std::string& file) const
+    {
+        tb::MemorySink sink;
+        cfb::writeCompoundFile(root_, sink, file);
+        return std::move(sink.data);
+    }
+
+    cfb::Node root_;
+    std::vector<std::string> names_;
+};
+
+// A workbook opened from a file. Listing has read the globals substream and
+// the first records of each sheet; a copy reads the whole Workbook stream.
+class BiffSource final : public Document {
+public:
+    BiffSource(std::unique_ptr<cfb::Storage> root, std::string streamName, std::unique_ptr<cfb::Stream> stream,
+               std::string file)
+        : root_(std::move(root)), stream_(std::move(stream)), ctx_{std::move(file), std::move(streamName)}
+    {
+        std::vector<std::byte> head;
+        const std::uint64_t size = stream_->size();
+        std::size_t want = kFirstRead;
+        for (;;) {
+            const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(want, size));
+            if (n > head.size())
+                stream_->read(head.size(), n - head.size(), head);
+            if (findGlobalsEnd(head) || n == size)
+                break;
+            want *= 4;
+        }
+        globals_ = parseGlobals(head, ctx_);
+        for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
+            const SheetEntry& s = globals_.sheets[i];
+            if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(s))
+                continue;
+            worksheets_.push_back(i);
+            names_.push_back(toUtf8(s.name));
+        }
+    }
+
+    Family family() const override { return Family::Biff8; }
+    const std::vector<std::string>& worksheetNames() const override { return names_; }
+
+    std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
+    {
+        if (index >= worksheets_.size())
+            throw tb::Error(tb::err::SubscriptOutOfRange, "'" + ctx_.file + "' has no worksheet number " +
+                                                              std::to_string(index + 1) + ".");
+        std::vector<std::byte> all;
+        stream_->read(0, static_cast<std::size_t>(stream_->size()), all);
+        SheetCopy copy = copySheet(all, globals_, worksheets_[index], source, ctx_);
+
+        cfb::Node root;
+        root.storage = true;
+        root.classId = root_->classId();
+        for (const std::string& name : root_->childNames()) {
+            const std::string l = lower(name);
+            if (l == lower(ctx_.stream)) {
+                cfb::Node wb;
+                wb.name = "Workbook";
+                wb.data = std::move(copy.stream);
+                root.children.push_back(std::move(wb));
+            } else if (l == "_vba_project_cur" || l == "_vba_project") {
+                continue;  // macros stay with the source
+            } else if (l == "objectpool") {
+                auto pool = root_->openStorage(name);
+                if (!pool)
+                    continue;
+                cfb::Node kept;
+                kept.name = name;
+                kept.storage = true;
+                kept.classId = pool->classId();
+                for (const std::string& child : pool->childNames()) {
+                    std::uint32_t id = 0;
+                    if (child.size() > 1 && child[0] == '_' &&
+                        std::all_of(child.begin() + 1, child.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+                        try {
+                            id = static_cast<std::uint32_t>(std::stoul(child.substr(1)));
+                        } catch (...) {
+                            continue;
+                        }
+                        if (copy.embeddings.count(id))
+                            kept.children.push_back(cfb::readTree(*pool, child, ctx_.file));
+                    }
+                }
+                if (!kept.children.empty())
+                    root.children.push_back(std::move(kept));
+            } else {
+                // Summary information, CompObj and anything else the writer
+                // put beside the workbook go with every copy as they are.
+                root.children.push_back(cfb::readTree(*root_, name, ctx_.file));
+            }
+        }
+        return std::make_unique<BiffCopy>(std::move(root), names_[index]);
+    }
+
+    void save(tb::ByteSink&) const override
+    {
+        throw engineError(ctx_.file, "a workbook opened from a file is only read; save a copy of one of its sheets.");
+    }
+
+private:
+    // Dialog sheets share the worksheet type in BOUNDSHEET8; their WSBOOL
+    // record, among the first of the sheet, tells them apart.
+    bool isDialogSheet(const SheetEntry& s) const
+    {
+        std::uint64_t pos = s.position;
+        const std::uint64_t size = stream_->size();
+        std::vector<std::byte> h;
+        for (int i = 0; i < kHeaderScan && pos + 4 <= size; ++i) {
+            h.clear();
+            stream_->read(pos, 4, h);
+            const std::uint16_t type = u16(h, 0), len = u16(h, 2);
+            if (type == rt::WsBool && len >= 2 && pos + 4 + len <= size) {
+                h.clear();
+                stream_->read(pos + 4, 2, h);
+                return u16(h, 0) & kDialogBit;
+            }
+            if (i > 0 && (type == rt::Bof || type == rt::Eof))
+                break;
+            pos += 4 + len;
+        }
+        return false;
+    }
+
+    std::unique_ptr<cfb::Storage> root_;
+    std::unique_ptr<cfb::Stream> stream_;
+    StreamContext ctx_;
+    Globals globals_;
+    std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
+    std::vector<std::string> names_;
+};
+
+}  // namespace
+
+std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
+{
+    auto root = cfb::openCompoundFile(std::move(bytes), file);
+    if (!findChild(*root, "EncryptedPackage").empty() || !findChild(*root, "EncryptionInfo").empty())
+        throw refused(file, "is encrypted (password to open); encrypted workbooks cannot be read. "
+                                "Save it without a password and try again.");
+    std::string name = findChild(*root, "Workbook");
+    if (name.empty()) {
+        if (!findChild(*root, "Book").empty())
+            throw refused(file, "is an Excel 5.0/95 (BIFF5/BIFF7) workbook; only Excel 97-2003 workbooks (BIFF8) "
+                                    "and Office Open XML workbooks can be read.");
+        throw refused(file, "is not a workbook: the compound file holds no Workbook stream.");
+    }
+    auto stream = root->openStream(name);
+    if (!stream)
+        throw damaged(file, "compound file", "'" + name + "' is not a stream");
+    return std::make_unique<BiffSource>(std::move(root), "Workbook", std::move(stream), file);
 }
 
 }  // namespace excel::biff

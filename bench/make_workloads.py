@@ -1,0 +1,81 @@
+#!/usr/bin/python3
+"""Builds the benchmark workloads (Debian's python3-xlsxwriter):
+
+  big/sheets20x20000.xlsx   20 sheets x 20,000 rows x 8 columns (numbers,
+                            strings, a formula reaching another sheet)
+  big5/sheets5x20000.xlsx   the same with 5 sheets, to show that peak memory
+                            does not grow with the number of sheets
+  many/book001..200.xlsx    200 small workbooks of 3 sheets
+  sst/sst20mb.xlsx          4 sheets over a shared-string table of about 20 MB
+
+usage: make_workloads.py DIR [--scale F]   (F < 1 makes everything smaller)
+"""
+import os
+import random
+import sys
+
+import xlsxwriter
+
+
+def big(path, sheets, rows):
+    wb = xlsxwriter.Workbook(path, {"constant_memory": True})
+    names = ["Sheet%d" % (i + 1) for i in range(sheets)]
+    for s, name in enumerate(names):
+        ws = wb.add_worksheet(name)
+        other = names[(s + 1) % sheets]
+        for r in range(rows):
+            ws.write_number(r, 0, r)
+            ws.write_number(r, 1, r * 1.5 + s)
+            ws.write_string(r, 2, "row %d of %s" % (r, name))
+            ws.write_string(r, 3, "label %d" % (r % 500))
+            ws.write_number(r, 4, (r * 7919) % 10007)
+            ws.write_formula(r, 5, "=A%d+B%d" % (r + 1, r + 1), None, r + r * 1.5 + s)
+            ws.write_formula(r, 6, "='%s'!A%d*2" % (other, r + 1), None, r * 2)
+            ws.write_boolean(r, 7, r % 2 == 0)
+    wb.close()
+
+
+def small(path, n):
+    wb = xlsxwriter.Workbook(path)
+    for s in range(3):
+        ws = wb.add_worksheet("Part %d" % (s + 1))
+        for r in range(40):
+            ws.write_row(r, 0, [r, "text %d/%d" % (n, r), r * 0.25])
+    wb.close()
+
+
+def sst(path, megabytes):
+    rnd = random.Random(7)
+    wb = xlsxwriter.Workbook(path, {"constant_memory": True})
+    target = megabytes * 1024 * 1024
+    per_string = 60
+    count = target // (per_string + 20)
+    sheets = 4
+    per_sheet = count // sheets
+    for s in range(sheets):
+        ws = wb.add_worksheet("Strings%d" % (s + 1))
+        for r in range(per_sheet):
+            text = "%08d-%s" % (s * per_sheet + r, "".join(rnd.choice("abcdefghijklmnopqrstuvwxyz ") for _ in range(per_string - 9)))
+            ws.write_string(r, 0, text)
+            ws.write_number(r, 1, r)
+    wb.close()
+
+
+def main():
+    if len(sys.argv) < 2:
+        print(__doc__, file=sys.stderr)
+        return 2
+    out = sys.argv[1]
+    scale = float(sys.argv[sys.argv.index("--scale") + 1]) if "--scale" in sys.argv else 1.0
+    for d in ("big", "big5", "many", "sst"):
+        os.makedirs(os.path.join(out, d), exist_ok=True)
+    big(os.path.join(out, "big", "sheets20x20000.xlsx"), 20, max(10, int(20000 * scale)))
+    big(os.path.join(out, "big5", "sheets5x20000.xlsx"), 5, max(10, int(20000 * scale)))
+    for i in range(max(2, int(200 * scale))):
+        small(os.path.join(out, "many", "book%03d.xlsx" % (i + 1)), i)
+    sst(os.path.join(out, "sst", "sst20mb.xlsx"), max(1, int(20 * scale)))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

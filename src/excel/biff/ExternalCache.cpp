@@ -1,0 +1,214 @@
+#include "ExternalCache.h"
+
+#include "RecordTypes.h"
+#include "Strings.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace excel::biff {
+
+namespace {
+
+constexpr std::size_t kRows = 65536, kCols = 256;
+constexpr std::size_t kMaxRecordData = 8224;
+constexpr std::size_t kMaxCrnPerXct = 0x7FFF;
+constexpr std::size_t kLargestValue = 1 + 3 + 2 * 255;  // a string of 255 UTF-16 units
+
+// One cached value: a number, a text, a boolean or an error code.
+struct Value {
+    enum Kind : std::uint8_t { Number = 0x01, Text = 0x02, Boolean = 0x04, Error = 0x10 } kind = Number;
+    double number = 0;
+    std::u16string text;
+    std::uint8_t code = 0;  // the boolean or the error
+    Value(double d) : number(d) {}
+    Value(std::u16string s) : kind(Text), text(std::move(s)) {}
+    Value(Kind k, std::uint8_t c) : kind(k), code(c) {}
+};
+
+struct Cell {
+    std::uint16_t row;
+    std::uint8_t col;
+    Value value;
+};
+
+// An RK number [MS-XLS 2.5.218].
+double rkValue(std::uint32_t rk)
+{
+    double d;
+    if (rk & 0x02) {
+        d = static_cast<double>(static_cast<std::int32_t>(rk) >> 2);
+    } else {
+        const std::uint64_t bits = static_cast<std::uint64_t>(rk & 0xFFFFFFFC) << 32;
+        std::memcpy(&d, &bits, sizeof d);
+    }
+    return (rk & 0x01) ? d / 100 : d;
+}
+
+double number(Bytes b, std::size_t at)
+{
+    std::uint64_t bits = static_cast<std::uint64_t>(u32(b, at)) | (static_cast<std::uint64_t>(u32(b, at + 4)) << 32);
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    return d;
+}
+
+// The values of one sheet's cells that lie in a marked area.
+std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const std::vector<SstString>& strings,
+                              const std::vector<bool>& marked, const StreamContext& ctx)
+{
+    std::vector<Cell> cells;
+    auto in = [&](std::size_t r, std::size_t c) { return r < kRows && c < kCols && marked[r * kCols + c]; };
+    RecordReader reader(stream, start, ctx);
+    int depth = 0;
+    while (!reader.atEnd()) {
+        const Record r = reader.next();
+        const Bytes b = r.body;
+        if (r.type == rt::Bof) {
+            ++depth;
+            continue;
+        }
+        if (r.type == rt::Eof) {
+            if (--depth <= 0)
+                break;
+            continue;
+        }
+        if (depth != 1 || b.size() < 6)
+            continue;
+        const std::uint16_t row = u16(b, 0), col = u16(b, 2);
+        switch (r.type) {
+        case rt::Number:
+            if (b.size() >= 14 && in(row, col))
+                cells.push_back({row, static_cast<std::uint8_t>(col), number(b, 6)});
+            break;
+        case rt::Rk:
+            if (b.size() >= 10 && in(row, col))
+                cells.push_back({row, static_cast<std::uint8_t>(col), rkValue(u32(b, 6))});
+            break;
+        case rt::MulRk:
+            for (std::size_t c = col, at = 4; at + 6 <= b.size() - 2; ++c, at += 6)
+                if (in(row, c))
+                    cells.push_back({row, static_cast<std::uint8_t>(c), rkValue(u32(b, at + 2))});
+            break;
+        case rt::LabelSst:
+            if (b.size() >= 10 && in(row, col) && u32(b, 6) < strings.size())
+                cells.push_back({row, static_cast<std::uint8_t>(col), strings[u32(b, 6)].text});
+            break;
+        case rt::Label: {
+            std::u16string s;
+            std::size_t at = 8;
+            if (b.size() >= 9 && in(row, col) && readStringNoCch(b, at, u16(b, 6), s))
+                cells.push_back({row, static_cast<std::uint8_t>(col), s});
+            break;
+        }
+        case rt::BoolErr:
+            if (b.size() >= 8 && in(row, col)) {
+                cells.push_back({row, static_cast<std::uint8_t>(col),
+                                 Value(u8(b, 7) ? Value::Error : Value::Boolean, u8(b, 6))});
+            }
+            break;
+        case rt::Formula: {
+            if (b.size() < 14 || !in(row, col))
+                break;
+            if (u16(b, 12) != 0xFFFF) {
+                cells.push_back({row, static_cast<std::uint8_t>(col), number(b, 6)});
+                break;
+            }
+            switch (u8(b, 6)) {
+            case 0: {  // a string, in the STRING record that follows
+                if (reader.peekType() != rt::String)
+                    break;
+                const Record s = reader.next();
+                std::u16string text;
+                std::size_t at = 2;
+                if (s.body.size() >= 3 && readStringNoCch(s.body, at, u16(s.body, 0), text))
+                    cells.push_back({row, static_cast<std::uint8_t>(col), text});
+                break;
+            }
+            case 1: cells.push_back({row, static_cast<std::uint8_t>(col), Value(Value::Boolean, u8(b, 8))}); break;
+            case 2: cells.push_back({row, static_cast<std::uint8_t>(col), Value(Value::Error, u8(b, 8))}); break;
+            case 3: cells.push_back({row, static_cast<std::uint8_t>(col), std::u16string()}); break;
+            default: break;
+            }
+            break;
+        }
+        default: break;
+        }
+    }
+    std::sort(cells.begin(), cells.end(),
+              [](const Cell& a, const Cell& b) { return a.row != b.row ? a.row < b.row : a.col < b.col; });
+    return cells;
+}
+
+void pushValue(std::vector<std::byte>& out, const Value& v)
+{
+    push8(out, v.kind);
+    if (v.kind == Value::Number) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &v.number, sizeof bits);
+        push32(out, static_cast<std::uint32_t>(bits));
+        push32(out, static_cast<std::uint32_t>(bits >> 32));
+    } else if (v.kind == Value::Text) {
+        // Cached external text is kept to 255 characters, as Excel keeps it.
+        writeString16(out, v.text.substr(0, 255));
+    } else {
+        push8(out, v.code);
+        for (int i = 0; i < 7; ++i)
+            push8(out, 0);
+    }
+}
+
+}  // namespace
+
+std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const std::vector<SstString>& strings,
+                                     const std::map<std::uint16_t, std::vector<CellArea>>& wanted,
+                                     const StreamContext& ctx)
+{
+    std::vector<std::byte> out;
+    for (const auto& [tab, areas] : wanted) {
+        if (tab >= globals.sheets.size() || globals.sheets[tab].type != static_cast<std::uint8_t>(SheetType::Worksheet))
+            continue;
+        std::vector<bool> marked(kRows * kCols, false);
+        for (const CellArea& a : areas)
+            for (std::size_t r = a.rowFirst; r <= a.rowLast && r < kRows; ++r)
+                for (std::size_t c = a.colFirst; c <= a.colLast && c < kCols; ++c)
+                    marked[r * kCols + c] = true;
+        if (globals.sheets[tab].position >= stream.size())
+            continue;
+        const auto cells = sheetValues(stream, globals.sheets[tab].position, strings, marked, ctx);
+
+        // One CRN for each run of neighbouring cells in a row, within the
+        // record's size; one XCT in front of each group of CRNs.
+        std::vector<std::vector<std::byte>> crns;
+        for (std::size_t i = 0; i < cells.size();) {
+            std::vector<std::byte> body{std::byte(0), std::byte(0)};
+            push16(body, cells[i].row);
+            const std::uint8_t first = cells[i].col;
+            std::size_t j = i;
+            do {
+                pushValue(body, cells[j].value);
+                ++j;
+            } while (j < cells.size() && cells[j].row == cells[i].row && cells[j].col == cells[j - 1].col + 1 &&
+                     body.size() + kLargestValue <= kMaxRecordData);
+            body[0] = std::byte(cells[j - 1].col);
+            body[1] = std::byte(first);
+            crns.push_back(std::move(body));
+            i = j;
+        }
+        for (std::size_t i = 0; i < crns.size(); i += kMaxCrnPerXct) {
+            const std::size_t n = std::min(kMaxCrnPerXct, crns.size() - i);
+            push16(out, rt::Xct);
+            push16(out, 4);
+            push16(out, static_cast<std::uint16_t>(n));
+            push16(out, tab);
+            for (std::size_t k = i; k < i + n; ++k) {
+                push16(out, rt::Crn);
+                push16(out, static_cast<std::uint16_t>(crns[k].size()));
+                append(out, crns[k]);
+            }
+        }
+    }
+    return out;
+}
+
+}  // namespace excel::biff

@@ -1,0 +1,36 @@
+#pragma once
+// Walks the parsed tokens of a BIFF8 formula (Rgce [MS-XLS 2.5.198.104]) to
+// change what a copy must change in place: the index of a defined name
+// (PtgName) once other sheets' names are gone. Every token keeps its size, so
+// the record around the formula keeps its size and every offset in the sheet
+// stays valid.
+
+#include "Bytes.h"
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace excel::biff {
+
+struct Ref3d {
+    std::uint16_t ixti;
+    std::uint16_t rowFirst, rowLast, colFirst, colLast;  // columns without their relative flags
+};
+
+// What a walk is told about; every callback may be empty.
+struct FormulaVisitor {
+    // PtgName: its 1-based index into the NAME records (2 bytes, writable).
+    std::function<void(std::span<std::byte> index)> name;
+    // PtgNameX: the XTI it goes through and its 1-based name index (writable).
+    std::function<void(std::uint16_t ixti, std::span<std::byte> index)> nameX;
+    // PtgRef3d and PtgArea3d.
+    std::function<void(const Ref3d&)> ref;
+};
+
+// False when the formula holds a token this walker does not know (the
+// tokens before it were seen).
+bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit);
+
+}  // namespace excel::biff

@@ -1,0 +1,78 @@
+#include "Records.h"
+
+#include "RecordTypes.h"
+#include "excel/EngineError.h"
+
+#include <cstdio>
+
+namespace excel::biff {
+
+std::string hex4(std::uint16_t v)
+{
+    char buf[8];
+    std::snprintf(buf, sizeof buf, "0x%04X", v);
+    return buf;
+}
+
+tb::Error refused(const std::string& file, const std::string& isWhat)
+{
+    return tb::Error(tb::err::EngineFailure, "'" + file + "' " + isWhat);
+}
+
+void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail)
+{
+    throw damaged(ctx.file, ctx.stream + " stream, record " + hex4(r.type) + " at offset " + std::to_string(r.offset),
+                  detail);
+}
+
+void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::string& detail)
+{
+    throw damaged(ctx.file, ctx.stream + " stream at offset " + std::to_string(offset), detail);
+}
+
+Record RecordReader::next()
+{
+    if (data_.size() < pos_ + 4)
+        throwDamagedAt(ctx_, pos_,
+                       "expected a record header of 4 bytes, found " + std::to_string(data_.size() - std::min(pos_, data_.size())) +
+                           " (the stream is cut off)");
+    Record r;
+    r.type = u16(data_, pos_);
+    const std::size_t size = u16(data_, pos_ + 2);
+    r.offset = pos_;
+    if (data_.size() - pos_ - 4 < size) {
+        r.body = {};
+        throwDamaged(ctx_, r,
+                     "expected " + std::to_string(size) + " bytes of record data, found " +
+                         std::to_string(data_.size() - pos_ - 4) + " (the stream is cut off)");
+    }
+    r.body = data_.subspan(pos_ + 4, size);
+    pos_ += 4 + size;
+    return r;
+}
+
+std::uint16_t RecordReader::peekType() const
+{
+    return data_.size() >= pos_ + 4 ? u16(data_, pos_) : 0;
+}
+
+std::vector<std::byte> ContinuedRecord::joined() const
+{
+    std::vector<std::byte> out;
+    for (Bytes p : pieces)
+        append(out, p);
+    return out;
+}
+
+ContinuedRecord readContinued(RecordReader& reader)
+{
+    ContinuedRecord c;
+    c.first = reader.next();
+    c.pieces.push_back(c.first.body);
+    while (reader.peekType() == rt::Continue)
+        c.pieces.push_back(reader.next().body);
+    c.end = reader.position();
+    return c;
+}
+
+}  // namespace excel::biff

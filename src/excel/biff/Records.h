@@ -1,0 +1,66 @@
+#pragma once
+// The record layer of a BIFF8 stream [MS-XLS 2.1.4]: a record is a 16-bit
+// type, a 16-bit size and that many bytes. Records are read in place over the
+// stream's bytes; a record that runs past the end is reported as damage with
+// its type and offset.
+
+#include "Bytes.h"
+#include "platform/sys/Error.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace excel::biff {
+
+struct Record {
+    std::uint16_t type = 0;
+    std::size_t offset = 0;  // of the record header in the stream
+    Bytes body;
+    std::size_t end() const { return offset + 4 + body.size(); }
+};
+
+// Where damage was found, for error texts: the file and the stream.
+struct StreamContext {
+    std::string file;
+    std::string stream;
+};
+
+class RecordReader {
+public:
+    RecordReader(Bytes data, std::size_t pos, const StreamContext& ctx) : data_(data), pos_(pos), ctx_(ctx) {}
+    bool atEnd() const { return pos_ >= data_.size(); }
+    std::size_t position() const { return pos_; }
+    // The next record; throws tb::Error when its header or body is cut off.
+    Record next();
+    // The type of the next record without reading it, or 0 at the end.
+    std::uint16_t peekType() const;
+
+private:
+    Bytes data_;
+    std::size_t pos_;
+    const StreamContext& ctx_;
+};
+
+// A record's body followed by those of the CONTINUE records after it: the
+// pieces of one logical record whose contents span several records.
+struct ContinuedRecord {
+    Record first;
+    std::vector<Bytes> pieces;  // first.body, then each CONTINUE body
+    std::size_t end = 0;        // after the last piece
+    std::vector<std::byte> joined() const;
+};
+
+// Reads the next record with its CONTINUE records.
+ContinuedRecord readContinued(RecordReader& reader);
+
+// "'<file>' is damaged: <stream>, record 0x0085 at offset 1234: <detail>"
+[[noreturn]] void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail);
+[[noreturn]] void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::string& detail);
+std::string hex4(std::uint16_t v);
+// A workbook the engine will not read, said in a sentence about the file:
+// "'<file>' is encrypted (password to open) ...".
+[[nodiscard]] tb::Error refused(const std::string& file, const std::string& isWhat);
+
+}  // namespace excel::biff

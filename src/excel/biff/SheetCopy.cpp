@@ -1,0 +1,511 @@
+#include "SheetCopy.h"
+
+#include "ExternalCache.h"
+#include "Formula.h"
+#include "RecordTypes.h"
+#include "Sst.h"
+#include "Strings.h"
+#include "excel/EngineError.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+
+namespace excel::biff {
+
+namespace {
+
+constexpr std::uint16_t kSelfSupBook = 0x0401;
+constexpr std::uint16_t kWorkbookLevel = 0xFFFE;
+constexpr std::uint16_t kInvalidTab = 0xFFFF;
+constexpr std::size_t kMaxRecordData = 8224;
+
+struct Xti {
+    std::uint16_t supBook, first, last;
+};
+
+// The records of one substream, read once.
+std::vector<ContinuedRecord> readGlobals(Bytes stream, const Globals& g, const StreamContext& ctx)
+{
+    std::vector<ContinuedRecord> out;
+    RecordReader reader(stream.first(g.end), 0, ctx);
+    while (!reader.atEnd())
+        out.push_back(readContinued(reader));
+    return out;
+}
+
+// Where the sheet substream that starts at `start` ends: after the EOF that
+// matches its BOF, embedded chart substreams included.
+std::size_t sheetEnd(Bytes stream, std::size_t start, const StreamContext& ctx)
+{
+    if (start >= stream.size())
+        throwDamagedAt(ctx, start, "a sheet entry points past the end of the stream (" + std::to_string(stream.size()) +
+                                       " bytes)");
+    RecordReader reader(stream, start, ctx);
+    int depth = 0;
+    do {
+        if (reader.atEnd())
+            throwDamagedAt(ctx, reader.position(), "the sheet that starts at offset " + std::to_string(start) +
+                                                       " ends without an EOF record");
+        const Record r = reader.next();
+        if (r.type == rt::Bof)
+            ++depth;
+        else if (r.type == rt::Eof)
+            --depth;
+        else if (depth == 0)
+            throwDamaged(ctx, r, "expected the sheet's BOF record, found " + hex4(r.type));
+    } while (depth > 0);
+    return reader.position();
+}
+
+void emitRaw(std::vector<std::byte>& out, Bytes stream, const ContinuedRecord& r)
+{
+    append(out, stream.subspan(r.first.offset, r.end - r.first.offset));
+}
+
+// Appends one record; `body` must fit one record.
+void emitRecord(std::vector<std::byte>& out, std::uint16_t type, Bytes body)
+{
+    push16(out, type);
+    push16(out, static_cast<std::uint16_t>(body.size()));
+    append(out, body);
+}
+
+std::u16string nameText(Bytes body)
+{
+    std::u16string s;
+    if (body.size() >= 14) {
+        std::size_t at = 14;
+        readStringNoCch(body, at, u8(body, 3), s);
+    }
+    return s;
+}
+
+// The file the copy's external references name, as an encoded VirtualPath
+// [MS-XLS 2.5.277]: 0x01 starts an encoded path, 0x02 the root of the
+// volume, 0x03 separates folders.
+std::u16string encodedPath(const std::string& fullName)
+{
+    std::u16string out = u"\x01";
+    std::string path = fullName;
+    if (!path.empty() && path.front() == '/') {
+        out += u'\x02';
+        path.erase(0, 1);
+    }
+    for (char16_t c : toUtf16(path))
+        out += c == u'/' ? u'\x03' : c;
+    return out;
+}
+
+struct Span {
+    std::size_t at, size;
+};
+
+// Where the formulas of a sheet record are: cells, shared and array
+// formulas, chart series, data validation and conditional formats.
+std::vector<Span> formulasOf(const Record& r)
+{
+    const Bytes b = r.body;
+    auto at = [&](std::size_t cceAt) -> std::vector<Span> {
+        if (b.size() < cceAt + 2 || b.size() < cceAt + 2 + u16(b, cceAt))
+            return {};
+        return {{cceAt + 2, u16(b, cceAt)}};
+    };
+    switch (r.type) {
+    case rt::Formula: return at(20);
+    case rt::ShrFmla: return at(8);
+    case rt::Array: return at(12);
+    case rt::Brai: return at(6);
+    case rt::Dv: {
+        // Four XLUnicodeStrings, then two formulas of cce, unused, rgce [2.4.118].
+        std::size_t pos = 4;
+        for (int i = 0; i < 4; ++i) {
+            if (pos + 3 > b.size())
+                return {};
+            const std::size_t cch = u16(b, pos);
+            pos += 3 + cch * ((u8(b, pos + 2) & 1) ? 2 : 1);
+        }
+        std::vector<Span> out;
+        for (int i = 0; i < 2; ++i) {
+            if (pos + 4 > b.size() || pos + 4 + u16(b, pos) > b.size())
+                return out;
+            out.push_back({pos + 4, u16(b, pos)});
+            pos += 4 + u16(b, pos);
+        }
+        return out;
+    }
+    case rt::Cf: {
+        // The two formulas end the record [2.4.42].
+        if (b.size() < 6)
+            return {};
+        const std::size_t c1 = u16(b, 2), c2 = u16(b, 4);
+        if (6 + c1 + c2 > b.size())
+            return {};
+        return {{b.size() - c2 - c1, c1}, {b.size() - c2, c2}};
+    }
+    default: return {};
+    }
+}
+
+}  // namespace
+
+SheetCopy copySheet(Bytes stream, const Globals& globals, std::size_t sheet, const CopySource& source,
+                    const StreamContext& ctx)
+{
+    const auto records = readGlobals(stream, globals, ctx);
+    const std::size_t sheetStart = globals.sheets.at(sheet).position;
+    const std::size_t sheetStop = sheetEnd(stream, sheetStart, ctx);
+    const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
+
+    // Shared strings the sheet uses, renumbered in their old order.
+    std::vector<SstString> strings;
+    for (const auto& r : records)
+        if (r.first.type == rt::Sst)
+            strings = parseSst(r, ctx);
+    std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
+    std::uint32_t labelCount = 0;
+    {
+        RecordReader reader(sheetBytes, 0, ctx);
+        while (!reader.atEnd()) {
+            const Record r = reader.next();
+            if (r.type != rt::LabelSst)
+                continue;
+            if (r.body.size() < 10)
+                throwDamaged(ctx, r, "a string cell needs 10 bytes, found " + std::to_string(r.body.size()));
+            const std::uint32_t isst = u32(r.body, 6);
+            if (isst >= strings.size())
+                throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
+                                         std::to_string(strings.size()));
+            newIsst[isst] = 0;
+            ++labelCount;
+        }
+    }
+    std::vector<const SstString*> keptStrings;
+    for (std::size_t i = 0; i < strings.size(); ++i)
+        if (newIsst[i] == 0) {
+            newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
+            keptStrings.push_back(&strings[i]);
+        }
+
+    // Names: the sheet's own move to the one sheet, other sheets' go,
+    // workbook names stay (they may refer to any sheet; those references
+    // become external like the cells').
+    std::vector<std::uint16_t> newName;
+    std::vector<bool> keepName;
+    std::set<std::u16string> droppedNames, keptNames;
+    for (const auto& r : records) {
+        if (r.first.type != rt::Name)
+            continue;
+        if (r.first.body.size() < 14)
+            throwDamaged(ctx, r.first, "a defined name needs 14 bytes, found " + std::to_string(r.first.body.size()));
+        const std::uint16_t itab = u16(r.first.body, 8);
+        const bool keep = itab == 0 || itab == sheet + 1;
+        keepName.push_back(keep);
+        (keep ? keptNames : droppedNames).insert(nameText(r.first.body));
+    }
+    bool namesMoved = false;
+    for (std::size_t i = 0, next = 1; i < keepName.size(); ++i) {
+        newName.push_back(keepName[i] ? static_cast<std::uint16_t>(next++) : 0);
+        namesMoved = namesMoved || (keepName[i] && newName.back() != i + 1);
+    }
+
+    // External references: the XTI table keeps its order, so that every
+    // formula's ixti stays valid; entries for the kept sheet point at it, the
+    // ones for other sheets at a new SUPBOOK naming the source file.
+    std::vector<Xti> xtis;
+    int supBooks = 0, self = -1;
+    for (const auto& r : records) {
+        if (r.first.type == rt::SupBook) {
+            if (r.first.body.size() >= 4 && u16(r.first.body, 2) == kSelfSupBook && self < 0)
+                self = supBooks;
+            ++supBooks;
+        } else if (r.first.type == rt::ExternSheet) {
+            const auto body = r.joined();
+            if (body.size() < 2 || body.size() < 2 + 6u * u16(body, 0))
+                throwDamaged(ctx, r.first, "the external sheet table is shorter than its count");
+            for (std::size_t i = 0; i < u16(body, 0); ++i)
+                xtis.push_back({u16(body, 2 + 6 * i), u16(body, 4 + 6 * i), u16(body, 6 + 6 * i)});
+        }
+    }
+    const auto extBook = static_cast<std::uint16_t>(supBooks);
+    bool needExt = false;
+    for (Xti& x : xtis) {
+        if (self < 0 || x.supBook != self || x.first == kWorkbookLevel || x.first == kInvalidTab)
+            continue;
+        if (x.first == sheet && x.last == sheet) {
+            x.first = x.last = 0;
+        } else {
+            x.supBook = extBook;
+            needExt = true;
+        }
+    }
+
+    // Every NAME record's formula, by 1-based index.
+    std::vector<Bytes> nameFormula(1);
+    std::vector<std::uint16_t> nameItab(1);
+    std::vector<Bytes> nameRecord(1);
+    for (const auto& r : records) {
+        if (r.first.type != rt::Name)
+            continue;
+        const Bytes b = r.first.body;
+        const std::size_t cch = u8(b, 3);
+        const std::size_t at = 14 + 1 + cch * ((b.size() > 14 && (u8(b, 14) & 1)) ? 2 : 1);
+        nameFormula.push_back(at + u16(b, 4) <= b.size() ? b.subspan(at, u16(b, 4)) : Bytes());
+        nameItab.push_back(u16(b, 8));
+        nameRecord.push_back(b);
+    }
+
+    // The cells the external references reach, for their cached values, and
+    // the names of other sheets the sheet uses through PtgNameX, which become
+    // EXTERNNAME records of the new SUPBOOK.
+    std::map<std::uint16_t, std::vector<CellArea>> wanted;
+    std::vector<std::uint16_t> extNames;          // old name indices, in order of first use
+    std::map<std::uint16_t, std::uint16_t> extNameIndex;  // old -> 1-based index among extNames
+    std::function<void(Bytes)> collect = [&](Bytes rgce) {
+        if (!needExt)
+            return;
+        std::vector<std::byte> tokens(rgce.begin(), rgce.end());
+        FormulaVisitor v;
+        v.ref = [&](const Ref3d& ref) {
+            if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
+                return;
+            for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t)
+                wanted[static_cast<std::uint16_t>(t)].push_back(
+                    {ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast), std::max(ref.colFirst, ref.colLast)});
+        };
+        v.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
+            const std::uint16_t old = static_cast<std::uint16_t>(u16(index, 0));
+            if (ixti >= xtis.size() || xtis[ixti].supBook != extBook || old == 0 || old >= nameFormula.size() ||
+                extNameIndex.count(old))
+                return;
+            extNames.push_back(old);
+            extNameIndex[old] = static_cast<std::uint16_t>(extNames.size());
+            collect(nameFormula[old]);
+        };
+        walkFormula(tokens, v);
+    };
+    if (needExt) {
+        RecordReader reader(sheetBytes, 0, ctx);
+        while (!reader.atEnd()) {
+            const Record r = reader.next();
+            for (const Span& f : formulasOf(r))
+                collect(r.body.subspan(f.at, f.size));
+        }
+        for (std::size_t i = 1; i < nameFormula.size(); ++i)
+            if (keepName[i - 1])
+                collect(nameFormula[i]);
+        for (auto& [tab, areas] : wanted) {
+            std::sort(areas.begin(), areas.end());
+            areas.erase(std::unique(areas.begin(), areas.end()), areas.end());
+        }
+    }
+
+    // Name indices in the copy's formulas: PtgName through the new NAME
+    // list, PtgNameX through the XTI it uses.
+    const bool rewriteNames = namesMoved || !extNames.empty();
+    auto rewrite = [&](std::span<std::byte> rgce) {
+        if (!rewriteNames)
+            return;
+        auto set = [](std::span<std::byte> index, std::uint16_t v) {
+            index[0] = std::byte(v & 0xFF);
+            index[1] = std::byte(v >> 8);
+        };
+        FormulaVisitor v;
+        v.name = [&](std::span<std::byte> index) {
+            const std::uint16_t old = u16(index, 0);
+            if (old >= 1 && old <= newName.size() && newName[old - 1] != 0)
+                set(index, newName[old - 1]);
+        };
+        v.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
+            const std::uint16_t old = u16(index, 0);
+            if (ixti >= xtis.size())
+                return;
+            if (xtis[ixti].supBook == extBook && extNameIndex.count(old))
+                set(index, extNameIndex[old]);
+            else if (self >= 0 && xtis[ixti].supBook == self && old >= 1 && old <= newName.size() &&
+                     newName[old - 1] != 0)
+                set(index, newName[old - 1]);
+        };
+        walkFormula(rgce, v);
+    };
+
+    SheetCopy result;
+    std::vector<std::byte>& out = result.stream;
+    out.reserve(globals.end + sheetBytes.size());
+    std::size_t boundSheetAt = 0;
+    std::size_t sheetNo = 0, nameNo = 0;
+    for (const auto& r : records) {
+        const Record& f = r.first;
+        switch (f.type) {
+        case rt::BoundSheet8:
+            if (sheetNo++ == sheet) {
+                boundSheetAt = out.size();
+                emitRaw(out, stream, r);
+                out[boundSheetAt + 4 + 4] = std::byte(0);  // the copy's only sheet is visible
+            }
+            break;
+        case rt::Sst:
+            writeSst(out, keptStrings, labelCount);
+            break;
+        case rt::ExtSst:
+            break;  // written with the SST
+        case rt::Name:
+            if (keepName[nameNo]) {
+                const std::size_t at = out.size();
+                emitRaw(out, stream, r);
+                if (u16(f.body, 8) != 0)
+                    put16(out, at + 4 + 8, 1);
+                const std::size_t cce = u16(f.body, 4);
+                const std::size_t cch = u8(f.body, 3);
+                const std::size_t rgce = 14 + 1 + cch * ((f.body.size() > 14 && (u8(f.body, 14) & 1)) ? 2 : 1);
+                if (rgce + cce <= f.body.size())
+                    rewrite(std::span<std::byte>(out).subspan(at + 4 + rgce, cce));
+            }
+            ++nameNo;
+            break;
+        case rt::NameCmt: {
+            std::u16string n;
+            std::size_t at = 16;
+            if (f.body.size() >= 16 && readStringNoCch(f.body, at, u16(f.body, 12), n) && droppedNames.count(n) &&
+                !keptNames.count(n))
+                break;
+            emitRaw(out, stream, r);
+            break;
+        }
+        case rt::SupBook: {
+            const std::size_t at = out.size();
+            emitRaw(out, stream, r);
+            if (f.body.size() >= 4 && u16(f.body, 2) == kSelfSupBook)
+                put16(out, at + 4, 1);
+            break;
+        }
+        case rt::ExternSheet: {
+            if (needExt) {
+                std::vector<std::byte> book;
+                push16(book, static_cast<std::uint16_t>(globals.sheets.size()));
+                const std::u16string path = encodedPath(source.fullName);
+                push16(book, static_cast<std::uint16_t>(path.size()));
+                writeStringNoCch(book, path);
+                for (const SheetEntry& s : globals.sheets)
+                    writeString16(book, s.name);
+                if (book.size() > kMaxRecordData)
+                    throw engineError(ctx.file, "has too many sheets to name them all in one external reference.");
+                emitRecord(out, rt::SupBook, book);
+                for (std::uint16_t old : extNames) {
+                    // ExternName with an ExternDocName [MS-XLS 2.5.100]: the
+                    // name, its sheet in the SUPBOOK (1-based, 0 for the
+                    // workbook) and its definition, whose XTIs stay valid.
+                    const Bytes rec = nameRecord[old];
+                    std::vector<std::byte> body;
+                    push16(body, (u16(rec, 0) & 0x20) ? 0x0001 : 0x0000);
+                    push16(body, nameItab[old]);
+                    push16(body, 0);
+                    const std::u16string text = nameText(rec);
+                    push8(body, static_cast<std::uint8_t>(text.size()));
+                    writeStringNoCch(body, text);
+                    std::vector<std::byte> def(nameFormula[old].begin(), nameFormula[old].end());
+                    rewrite(def);
+                    push16(body, static_cast<std::uint16_t>(def.size()));
+                    append(body, def);
+                    if (body.size() <= kMaxRecordData)
+                        emitRecord(out, rt::ExternName, body);
+                }
+                append(out, externalCache(stream, globals, strings, wanted, ctx));
+            }
+            std::vector<std::byte> body;
+            push16(body, static_cast<std::uint16_t>(xtis.size()));
+            for (const Xti& x : xtis) {
+                push16(body, x.supBook);
+                push16(body, x.first);
+                push16(body, x.last);
+            }
+            // Split as Excel does: whole entries, CONTINUE records after the first.
+            std::size_t at = 0;
+            for (std::uint16_t type = rt::ExternSheet; at < body.size(); type = rt::Continue) {
+                const std::size_t limit = type == rt::ExternSheet ? 2 + 1370 * 6 : 1370 * 6;
+                const std::size_t n = std::min(body.size() - at, limit);
+                emitRecord(out, type, Bytes(body).subspan(at, n));
+                at += n;
+            }
+            break;
+        }
+        case rt::Window1: {
+            const std::size_t at = out.size();
+            emitRaw(out, stream, r);
+            if (f.body.size() >= 16) {
+                put16(out, at + 4 + 10, 0);  // itabCur
+                put16(out, at + 4 + 12, 0);  // itabFirst
+                put16(out, at + 4 + 14, 1);  // ctabSel
+            }
+            break;
+        }
+        case rt::TabId:
+        case rt::RrTabId: {
+            std::vector<std::byte> body;
+            if (f.body.size() >= 2 * (sheet + 1))
+                append(body, f.body.subspan(2 * sheet, 2));
+            else
+                push16(body, 1);
+            emitRecord(out, f.type, body);
+            break;
+        }
+        case rt::ObjProj:       // the VBA project stays behind
+        case rt::WriteProtect:  // a copy carries no protection of the source file
+        case rt::FileSharing:
+            break;
+        default:
+            emitRaw(out, stream, r);
+        }
+    }
+    if (boundSheetAt == 0)
+        throw engineError(ctx.file, "the sheet to copy has no entry in the workbook.");
+
+    // The sheet substream, byte for byte, then the few fields that change.
+    const std::size_t newStart = out.size();
+    put32(out, boundSheetAt + 4, static_cast<std::uint32_t>(newStart));
+    append(out, sheetBytes);
+    const std::int64_t delta = static_cast<std::int64_t>(newStart) - static_cast<std::int64_t>(sheetStart);
+    auto moved = [&](std::uint32_t pos) { return pos == 0 ? 0u : static_cast<std::uint32_t>(pos + delta); };
+    RecordReader reader(sheetBytes, 0, ctx);
+    int depth = 0;
+    while (!reader.atEnd()) {
+        const Record r = reader.next();
+        const std::size_t body = newStart + r.offset + 4;
+        const auto span = std::span<std::byte>(out).subspan(body, r.body.size());
+        for (const Span& f : formulasOf(r))
+            rewrite(span.subspan(f.at, f.size));
+        switch (r.type) {
+        case rt::Bof: ++depth; break;
+        case rt::Eof: --depth; break;
+        case rt::LabelSst: put32(out, body + 6, newIsst[u32(r.body, 6)]); break;
+        case rt::Window2:
+            if (depth == 1 && r.body.size() >= 2)
+                put16(out, body, static_cast<std::uint16_t>(u16(r.body, 0) | 0x0600));  // fSelected, fPaged
+            break;
+        case rt::Index:
+            if (depth == 1 && r.body.size() >= 16) {
+                put32(out, body + 12, moved(u32(r.body, 12)));
+                for (std::size_t i = 16; i + 4 <= r.body.size(); i += 4)
+                    put32(out, body + i, moved(u32(r.body, i)));
+            }
+            break;
+        case rt::Obj:
+            // Embedded OLE objects keep their data in ObjectPool/_<n>; n is in
+            // the picture-formula subrecord (FtPictFmla, lPosInCtlStm).
+            for (std::size_t at = 0; at + 4 <= r.body.size();) {
+                const std::uint16_t ft = u16(r.body, at), cb = u16(r.body, at + 2);
+                if (ft == 0x0009 && at + 4 + cb <= r.body.size())
+                    for (std::size_t i = at + 4; i + 4 <= at + 4 + cb; ++i)
+                        result.embeddings.insert(u32(r.body, i));
+                if (ft == 0x0000 || ft == 0x0013)
+                    break;  // ftEnd; a list box's data has no size of its own
+                at += 4 + cb;
+            }
+            break;
+        default: break;
+        }
+    }
+    return result;
+}
+
+}  // namespace excel::biff

@@ -1,0 +1,27 @@
+#pragma once
+// A one-sheet copy of a BIFF8 workbook, made at record level: the globals
+// substream keeps its records (fonts, formats, XF, styles, palette, drawing
+// group, calculation settings) with the sheet list, the shared strings, the
+// names and the external references cut down to the one sheet; the sheet's
+// substream is copied record by record with its stream offsets moved.
+
+#include "Globals.h"
+#include "excel/Document.h"
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+namespace excel::biff {
+
+struct SheetCopy {
+    std::vector<std::byte> stream;        // the new Workbook stream
+    std::set<std::uint32_t> embeddings;   // ObjectPool storages the sheet's OLE objects use ("_<n>")
+};
+
+// `stream` is the whole Workbook stream, `globals` its parsed globals and
+// `sheet` an index into globals.sheets.
+SheetCopy copySheet(Bytes stream, const Globals& globals, std::size_t sheet, const CopySource& source,
+                    const StreamContext& ctx);
+
+}  // namespace excel::biff

@@ -1,0 +1,233 @@
+#include "Sst.h"
+
+#include "RecordTypes.h"
+
+#include <algorithm>
+
+namespace excel::biff {
+
+namespace {
+
+constexpr std::size_t kMaxRecordData = 8224;
+
+// Reads across the pieces of a continued record.
+class PieceReader {
+public:
+    PieceReader(const ContinuedRecord& rec, const StreamContext& ctx) : rec_(rec), ctx_(ctx) {}
+
+    std::size_t leftInPiece() const { return piece_ < rec_.pieces.size() ? rec_.pieces[piece_].size() - at_ : 0; }
+    bool nextPiece()
+    {
+        if (piece_ + 1 >= rec_.pieces.size())
+            return false;
+        ++piece_;
+        at_ = 0;
+        return true;
+    }
+    void need(std::size_t n, const char* what)
+    {
+        while (leftInPiece() == 0)
+            if (!nextPiece())
+                throwDamaged(ctx_, rec_.first, std::string("the shared-string table ends inside ") + what);
+        if (leftInPiece() < n)
+            throwDamaged(ctx_, rec_.first, std::string("a string header is split across records: ") + what);
+    }
+    std::uint8_t byte(const char* what)
+    {
+        need(1, what);
+        return u8(rec_.pieces[piece_], at_++);
+    }
+    std::uint16_t word(const char* what)
+    {
+        need(2, what);
+        const auto v = u16(rec_.pieces[piece_], at_);
+        at_ += 2;
+        return v;
+    }
+    std::uint32_t dword(const char* what)
+    {
+        need(4, what);
+        const auto v = u32(rec_.pieces[piece_], at_);
+        at_ += 4;
+        return v;
+    }
+    // Raw bytes that may cross pieces anywhere.
+    void bytes(std::size_t n, std::vector<std::byte>& out, const char* what)
+    {
+        while (n > 0) {
+            while (leftInPiece() == 0)
+                if (!nextPiece())
+                    throwDamaged(ctx_, rec_.first, std::string("the shared-string table ends inside ") + what);
+            const std::size_t k = std::min(n, leftInPiece());
+            append(out, rec_.pieces[piece_].subspan(at_, k));
+            at_ += k;
+            n -= k;
+        }
+    }
+    // Characters: a new piece starts with a flags byte of its own.
+    void chars(std::size_t cch, bool wide, std::u16string& out)
+    {
+        out.reserve(cch);
+        while (cch > 0) {
+            if (leftInPiece() == 0) {
+                if (!nextPiece())
+                    throwDamaged(ctx_, rec_.first, "the shared-string table ends inside a string");
+                wide = u8(rec_.pieces[piece_], at_++) & 0x01;
+                continue;
+            }
+            const Bytes p = rec_.pieces[piece_];
+            const std::size_t unit = wide ? 2 : 1;
+            const std::size_t k = std::min(cch, leftInPiece() / unit);
+            if (k == 0)
+                throwDamaged(ctx_, rec_.first, "a character is split across records");
+            for (std::size_t i = 0; i < k; ++i)
+                out += wide ? static_cast<char16_t>(u16(p, at_ + 2 * i)) : static_cast<char16_t>(u8(p, at_ + i));
+            at_ += k * unit;
+            cch -= k;
+        }
+    }
+
+private:
+    const ContinuedRecord& rec_;
+    const StreamContext& ctx_;
+    std::size_t piece_ = 0;
+    std::size_t at_ = 0;
+};
+
+// Builds SST and CONTINUE records, starting a CONTINUE whenever the current
+// record is full.
+class SstWriter {
+public:
+    SstWriter(std::vector<std::byte>& stream) : s_(stream) { open(rt::Sst); }
+
+    std::size_t room() const { return kMaxRecordData - (s_.size() - bodyStart_); }
+    void open(std::uint16_t type)
+    {
+        recordStart_ = s_.size();
+        push16(s_, type);
+        push16(s_, 0);
+        bodyStart_ = s_.size();
+    }
+    void close() { put16(s_, recordStart_ + 2, static_cast<std::uint16_t>(s_.size() - bodyStart_)); }
+    void next()
+    {
+        close();
+        open(rt::Continue);
+    }
+    std::size_t recordStart() const { return recordStart_; }
+    std::vector<std::byte>& out() { return s_; }
+
+private:
+    std::vector<std::byte>& s_;
+    std::size_t recordStart_ = 0;
+    std::size_t bodyStart_ = 0;
+};
+
+}  // namespace
+
+std::vector<SstString> parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
+{
+    if (sst.first.body.size() < 8)
+        throwDamaged(ctx, sst.first, "the shared-string table needs 8 bytes of header");
+    const std::uint32_t unique = u32(sst.first.body, 4);
+    PieceReader in(sst, ctx);
+    std::vector<std::byte> skip;
+    in.bytes(8, skip, "its header");
+    std::vector<SstString> out;
+    // The count can be wrong in files from other writers; the records decide,
+    // and a count beyond what the records could hold is damage, not a size.
+    std::size_t budget = 0;
+    for (Bytes p : sst.pieces)
+        budget += p.size();
+    if (unique > budget / 3 + 1)
+        throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
+                                         std::to_string(budget) + " bytes");
+    out.reserve(unique);
+    for (std::uint32_t i = 0; i < unique; ++i) {
+        SstString s;
+        const std::uint16_t cch = in.word("a string header");
+        const std::uint8_t flags = in.byte("a string header");
+        const std::uint16_t runs = (flags & 0x08) ? in.word("a string header") : 0;
+        const std::uint32_t ext = (flags & 0x04) ? in.dword("a string header") : 0;
+        in.chars(cch, flags & 0x01, s.text);
+        in.bytes(4u * runs, s.runs, "formatting runs");
+        if (ext > budget)
+            throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
+                                             " bytes of phonetic data");
+        in.bytes(ext, s.ext, "phonetic data");
+        out.push_back(std::move(s));
+    }
+    return out;
+}
+
+void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*>& strings, std::uint32_t total)
+{
+    // Excel's own bucket size for EXTSST: at least 8 strings, at most 128 buckets.
+    const std::size_t perBucket = std::max<std::size_t>(8, (strings.size() + 127) / 128);
+    std::vector<std::pair<std::uint32_t, std::uint16_t>> buckets;
+
+    SstWriter w(stream);
+    push32(stream, total);
+    push32(stream, static_cast<std::uint32_t>(strings.size()));
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+        const SstString& s = *strings[i];
+        bool wide = false;
+        for (char16_t c : s.text)
+            wide = wide || c > 0xFF;
+        const std::size_t unit = wide ? 2 : 1;
+        const std::size_t header = 3 + (s.runs.empty() ? 0 : 2) + (s.ext.empty() ? 0 : 4);
+        // The header and the first character stay in one record.
+        if (w.room() < header + (s.text.empty() ? 0 : unit))
+            w.next();
+        if (i % perBucket == 0)
+            buckets.emplace_back(static_cast<std::uint32_t>(stream.size()),
+                                 static_cast<std::uint16_t>(stream.size() - w.recordStart()));
+        push16(stream, static_cast<std::uint16_t>(s.text.size()));
+        push8(stream, static_cast<std::uint8_t>((wide ? 0x01 : 0) | (s.ext.empty() ? 0 : 0x04) | (s.runs.empty() ? 0 : 0x08)));
+        if (!s.runs.empty())
+            push16(stream, static_cast<std::uint16_t>(s.runs.size() / 4));
+        if (!s.ext.empty())
+            push32(stream, static_cast<std::uint32_t>(s.ext.size()));
+        std::size_t done = 0;
+        while (done < s.text.size()) {
+            std::size_t k = std::min(s.text.size() - done, w.room() / unit);
+            if (k == 0) {
+                w.next();
+                push8(stream, wide ? 1 : 0);
+                continue;
+            }
+            for (std::size_t j = 0; j < k; ++j) {
+                if (wide)
+                    push16(stream, s.text[done + j]);
+                else
+                    push8(stream, static_cast<std::uint8_t>(s.text[done + j]));
+            }
+            done += k;
+        }
+        // Formatting runs whole, four bytes at a time; phonetic data anywhere.
+        for (std::size_t r = 0; r < s.runs.size(); r += 4) {
+            if (w.room() < 4)
+                w.next();
+            append(stream, Bytes(s.runs).subspan(r, std::min<std::size_t>(4, s.runs.size() - r)));
+        }
+        for (std::size_t e = 0; e < s.ext.size();) {
+            if (w.room() == 0)
+                w.next();
+            const std::size_t k = std::min(w.room(), s.ext.size() - e);
+            append(stream, Bytes(s.ext).subspan(e, k));
+            e += k;
+        }
+    }
+    w.close();
+
+    push16(stream, rt::ExtSst);
+    push16(stream, static_cast<std::uint16_t>(2 + 8 * buckets.size()));
+    push16(stream, static_cast<std::uint16_t>(perBucket));
+    for (const auto& [ib, cb] : buckets) {
+        push32(stream, ib);
+        push16(stream, cb);
+        push16(stream, 0);
+    }
+}
+
+}  // namespace excel::biff

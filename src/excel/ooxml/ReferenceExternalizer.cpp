@@ -1,0 +1,112 @@
+#include "ReferenceExternalizer.h"
+
+#include "excel/formula/Tokenizer.h"
+#include "excel/zip/ZipReader.h"
+
+namespace excel::ooxml {
+
+using formula::TokenKind;
+
+std::string foldName(const std::string& s) { return zip::foldAscii(s); }
+
+ReferenceExternalizer::ReferenceExternalizer(std::vector<std::string> sheetNames, std::string ownSheet,
+                                             std::set<std::string> ownTables, int bookIndex)
+    : sheetNames_(std::move(sheetNames)), ownFolded_(foldName(ownSheet)), bookIndex_(bookIndex)
+{
+    for (const auto& n : sheetNames_)
+        foldedSheetNames_.push_back(foldName(n));
+    for (const auto& t : ownTables)
+        ownTables_.insert(foldName(t));
+}
+
+std::ptrdiff_t ReferenceExternalizer::sheetIndex(const std::string& name) const
+{
+    const std::string f = foldName(name);
+    for (std::size_t i = 0; i < foldedSheetNames_.size(); ++i) {
+        if (foldedSheetNames_[i] == f)
+            return static_cast<std::ptrdiff_t>(i);
+    }
+    return -1;
+}
+
+namespace {
+std::string quotedBody(const std::string& s)
+{
+    std::string out;
+    for (char c : s) {
+        if (c == '\'')
+            out += '\'';
+        out += c;
+    }
+    return out;
+}
+
+bool isBoolWord(const std::string& s)
+{
+    const std::string f = zip::foldAscii(s);
+    return f == "true" || f == "false";
+}
+}  // namespace
+
+std::string ReferenceExternalizer::rewrite(const std::string& text, bool& changed)
+{
+    changed = false;
+    const auto tokens = formula::tokenize(text);
+    std::string out;
+    out.reserve(text.size() + 8);
+    const std::string book = "[" + std::to_string(bookIndex_) + "]";
+    for (const auto& t : tokens) {
+        const auto raw = t.text(text);
+        if (t.kind == TokenKind::Function) {
+            names_.insert(foldName(std::string(raw)));
+            out += raw;
+            continue;
+        }
+        if (t.kind != TokenKind::Reference) {
+            out += raw;
+            continue;
+        }
+        if (!t.hasPrefix) {
+            if (t.structured) {
+                if (!t.table.empty() && !ownTables_.count(foldName(t.table))) {
+                    out += book + "!";
+                    out += raw;
+                    changed = externalized_ = true;
+                    continue;
+                }
+            } else if (!formula::parseRange(t.local) && !isBoolWord(t.local)) {
+                names_.insert(foldName(t.local));
+            }
+            out += raw;
+            continue;
+        }
+        if (!t.book.empty()) {
+            // "[0]!Name" is this workbook's own name.
+            if (t.book == "0" && t.sheet.empty())
+                names_.insert(foldName(t.local));
+            out += raw;
+            continue;
+        }
+        const bool own = t.lastSheet.empty() && foldName(t.sheet) == ownFolded_;
+        const auto first = sheetIndex(t.sheet);
+        const auto last = t.lastSheet.empty() ? first : sheetIndex(t.lastSheet);
+        if (own || first < 0 || last < 0) {
+            out += raw;
+            continue;
+        }
+        if (const auto range = formula::parseRange(t.local)) {
+            for (auto i = std::min(first, last); i <= std::max(first, last); ++i)
+                ranges_[static_cast<std::size_t>(i)].push_back(*range);
+        }
+        std::string sheets = t.sheet + (t.lastSheet.empty() ? "" : ":" + t.lastSheet);
+        if (t.quoted)
+            out += "'" + book + quotedBody(sheets) + "'!";
+        else
+            out += book + sheets + "!";
+        out += t.local;
+        changed = externalized_ = true;
+    }
+    return out;
+}
+
+}  // namespace excel::ooxml

@@ -1,0 +1,54 @@
+#pragma once
+// Rewrites the formulas of a copied sheet so that references to the source's
+// other sheets become external references to the source workbook, as Excel's
+// own copy writes them: "Sheet2!A1" -> "[n]Sheet2!A1", "'My S'!A1" ->
+// "'[n]My S'!A1", "Table2[Col]" -> "[n]!Table2[Col]". References to the
+// copied sheet itself, and to other workbooks, stay as they were. It also
+// collects what the copy needs afterwards: the names the formulas use and the
+// cells of other sheets they read, whose values go into the external link.
+
+#include "excel/formula/CellRange.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace excel::ooxml {
+
+class ReferenceExternalizer {
+public:
+    // `sheetNames`: every sheet of the source, in tab order. `ownSheet`: the
+    // copied one. `ownTables`: table names of the copied sheet. `bookIndex`:
+    // the n of "[n]" for the link to the source.
+    ReferenceExternalizer(std::vector<std::string> sheetNames, std::string ownSheet, std::set<std::string> ownTables,
+                          int bookIndex);
+
+    // The formula rewritten; `changed` tells whether anything was.
+    std::string rewrite(const std::string& formula, bool& changed);
+
+    // Names (case-folded) used as operands or function names.
+    const std::set<std::string>& namesUsed() const { return names_; }
+    // Source sheet index -> ranges read on it.
+    const std::map<std::size_t, std::vector<formula::CellRange>>& rangesRead() const { return ranges_; }
+    bool anyExternalized() const { return externalized_; }
+    int bookIndex() const { return bookIndex_; }
+
+private:
+    std::ptrdiff_t sheetIndex(const std::string& name) const;
+
+    std::vector<std::string> sheetNames_;
+    std::vector<std::string> foldedSheetNames_;
+    std::string ownFolded_;
+    std::set<std::string> ownTables_;  // folded
+    int bookIndex_;
+    std::set<std::string> names_;
+    std::map<std::size_t, std::vector<formula::CellRange>> ranges_;
+    bool externalized_ = false;
+};
+
+// Case folding for names as Excel compares them (ASCII letters only; other
+// scripts compare exactly).
+std::string foldName(const std::string& s);
+
+}  // namespace excel::ooxml

@@ -1,0 +1,677 @@
+#include "SheetCopier.h"
+
+#include "AppProperties.h"
+#include "ExternalLinkPart.h"
+#include "PartName.h"
+#include "ReferenceExternalizer.h"
+#include "SharedStrings.h"
+#include "Xml.h"
+#include "excel/EngineError.h"
+#include "excel/formula/CellRange.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <optional>
+#include <set>
+#include <tuple>
+
+namespace excel::ooxml {
+
+namespace {
+
+constexpr const char* kRelNs = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
+
+bool isSheetKind(std::string_view k)
+{
+    return k == "worksheet" || k == "chartsheet" || k == "dialogsheet" || k == "xlMacrosheet" ||
+           k == "xlIntlMacrosheet";
+}
+
+// Elements whose text is a formula, in sheet, chart and drawing parts.
+bool isFormulaElement(std::string_view local)
+{
+    return local == "f" || local == "formula" || local == "formula1" || local == "formula2";
+}
+
+// Attributes that hold a formula (form controls, linked shapes).
+bool isFormulaAttribute(std::string_view local)
+{
+    return local == "fmlaLink" || local == "fmlaRange" || local == "fmlaTxbx" || local == "fmlaGroup" ||
+           local == "textlink";
+}
+
+template <class Fn>
+void walkElements(pugi::xml_node n, Fn&& fn)
+{
+    // Iterative, so that deep documents cannot exhaust the stack.
+    pugi::xml_node cur = n.first_child();
+    while (cur) {
+        if (cur.type() == pugi::node_element)
+            fn(cur);
+        if (cur.first_child() && cur.type() == pugi::node_element) {
+            cur = cur.first_child();
+            continue;
+        }
+        while (cur && !cur.next_sibling()) {
+            cur = cur.parent();
+            if (cur == n)
+                return;
+        }
+        if (cur)
+            cur = cur.next_sibling();
+    }
+}
+
+std::string rootAttr(const SourcePackage& src, const std::string& part, const char* attr)
+{
+    auto doc = parseXml(src.read(part), src.file(), part);
+    return doc->document_element().attribute(attr).value();
+}
+
+class Copier {
+public:
+    Copier(const std::shared_ptr<const SourcePackage>& src, std::size_t worksheet, const CopySource& from)
+        : srcPtr_(src), src_(*src), from_(from), out_(src)
+    {
+        sheetPos_ = src_.worksheets().at(worksheet);
+        sheet_ = &src_.sheets()[sheetPos_];
+        for (const auto& s : src_.sheets()) {
+            if (s.part != sheet_->part)
+                excluded_.insert(zip::foldAscii(s.part));
+        }
+        excluded_.insert(zip::foldAscii(src_.workbookPart()));
+    }
+
+    OutputPackage run()
+    {
+        collect(sheet_->part);
+        chooseWorkbookRels();
+        choosePackageRels();
+        loadSharedStrings();
+
+        std::set<std::string> ownTables;
+        for (const auto& p : closure_) {
+            if (src_.contentTypes().typeOf(p).find("spreadsheetml.table+xml") != std::string::npos) {
+                auto doc = parseXml(src_.read(p), src_.file(), p);
+                for (const char* a : {"name", "displayName"}) {
+                    if (auto v = doc->document_element().attribute(a))
+                        ownTables.insert(v.value());
+                }
+            }
+        }
+        std::vector<std::string> allNames;
+        for (const auto& s : src_.sheets())
+            allNames.push_back(s.name);
+        auto wbDoc = parseXml(src_.workbookXml(), src_.file(), src_.workbookPart());
+        int existingLinks = 0;
+        if (auto refs = child(wbDoc->document_element(), "externalReferences")) {
+            for (auto r = refs.first_child(); r; r = r.next_sibling()) {
+                if (r.type() == pugi::node_element)
+                    ++existingLinks;
+            }
+        }
+        ex_ = std::make_unique<ReferenceExternalizer>(allNames, sheet_->name, ownTables, existingLinks + 1);
+
+        rewriteSheet();
+        rewriteOtherParts();
+        rewriteWorkbook(*wbDoc);
+        assemble(*wbDoc);
+        return std::move(out_);
+    }
+
+private:
+    // ---- which parts go into the copy
+    void collect(const std::string& start)
+    {
+        std::vector<std::string> todo{start};
+        while (!todo.empty()) {
+            const std::string part = todo.back();
+            todo.pop_back();
+            if (!closureSet_.insert(zip::foldAscii(part)).second)
+                continue;
+            closure_.push_back(part);
+            for (const auto& r : src_.relsOf(part)) {
+                if (r.external || r.target.rfind('#', 0) == 0)
+                    continue;
+                if (r.part.empty())
+                    throw damaged(src_.file(), "part '" + relsPartOf(part) + "'",
+                                  "the relationship '" + r.id + "' points outside the package");
+                if (excluded_.count(zip::foldAscii(r.part)))
+                    continue;
+                if (!src_.has(r.part))
+                    throw damaged(src_.file(), "part '" + relsPartOf(part) + "'",
+                                  "the relationship '" + r.id + "' points at the missing part '" + r.part + "'");
+                todo.push_back(r.part);
+            }
+        }
+    }
+
+    bool inClosure(const std::string& part) const { return closureSet_.count(zip::foldAscii(part)) != 0; }
+
+    void chooseWorkbookRels()
+    {
+        // Slicers and timelines name their caches; the caches hang off the workbook.
+        std::set<std::string> cachesUsed;
+        for (const auto& p : closure_) {
+            const auto type = src_.contentTypes().typeOf(p);
+            if (type.find("slicer+xml") != std::string::npos || type.find("timeline+xml") != std::string::npos) {
+                auto doc = parseXml(src_.read(p), src_.file(), p);
+                for (auto c = doc->document_element().first_child(); c; c = c.next_sibling()) {
+                    if (auto a = c.attribute("cache"))
+                        cachesUsed.insert(a.value());
+                }
+            }
+        }
+        for (const auto& r : src_.workbookRels()) {
+            const auto kind = relKind(r.type);
+            bool keep = true;
+            if (r.external) {
+                keep = true;
+            } else if (isSheetKind(kind)) {
+                keep = r.id == sheet_->relId;
+            } else if (kind == "calcChain" || kind == "vbaProject") {
+                keep = false;
+            } else if (kind == "pivotCacheDefinition") {
+                keep = inClosure(r.part);
+            } else if (kind == "slicerCache" || kind == "timelineCache") {
+                keep = src_.has(r.part) && cachesUsed.count(rootAttr(src_, r.part, "name"));
+            } else if (kind == "sharedStrings") {
+                sstPart_ = r.part;
+            }
+            if (!keep)
+                continue;
+            wbRels_.push_back(r);
+            if (!r.external && !isSheetKind(kind) && kind != "sharedStrings") {
+                if (!src_.has(r.part))
+                    throw damaged(src_.file(), "part '" + relsPartOf(src_.workbookPart()) + "'",
+                                  "the relationship '" + r.id + "' points at the missing part '" + r.part + "'");
+                collect(r.part);
+            }
+        }
+    }
+
+    void choosePackageRels()
+    {
+        for (const auto& r : src_.packageRels()) {
+            const auto kind = relKind(r.type);
+            if (kind == "extensibility" || kind == "origin") {  // ribbon customisation, signatures
+                packageRelsChanged_ = true;
+                continue;
+            }
+            pkgRels_.push_back(r);
+            if (r.external || kind == "officeDocument")
+                continue;
+            if (!src_.has(r.part)) {
+                packageRelsChanged_ = true;
+                pkgRels_.pop_back();
+                continue;
+            }
+            if (kind == "extended-properties")
+                appPart_ = r.part;
+            collect(r.part);
+        }
+    }
+
+    // ---- shared strings
+    void loadSharedStrings()
+    {
+        if (sstPart_.empty())
+            return;
+        if (!src_.has(sstPart_))
+            throw damaged(src_.file(), "part '" + sstPart_ + "'", "the shared-string table is missing");
+        sst_ = src_.sharedStrings(sstPart_);
+    }
+
+    // ---- the sheet part
+    std::string rewriteFormula(const std::string& text, bool& changed) { return ex_->rewrite(text, changed); }
+
+    void rewriteSheet()
+    {
+        const std::string& part = sheet_->part;
+        auto doc = parseXml(src_.read(part), src_.file(), part);
+        auto root = doc->document_element();
+        walkElements(root, [&](pugi::xml_node e) {
+            const auto ln = localName(e);
+            if (ln == "c") {
+                if (std::string_view(e.attribute("t").value()) == "s") {
+                    auto v = child(e, "v");
+                    if (!v)
+                        return;
+                    const std::string_view txt = v.text().get();
+                    std::size_t idx = 0;
+                    const auto res = std::from_chars(txt.data(), txt.data() + txt.size(), idx);
+                    if (res.ec != std::errc() || res.ptr != txt.data() + txt.size() || !sst_ || idx >= sst_->size())
+                        throw damaged(src_.file(), "part '" + part + "'",
+                                      std::string("cell ") + e.attribute("r").value() + " refers to shared string '" +
+                                          std::string(txt) + "', which the table (" +
+                                          std::to_string(sst_ ? sst_->size() : 0) + " strings) does not hold");
+                    v.text().set(std::to_string(strings_.map(idx)).c_str());
+                }
+            } else if (ln == "sheetView") {
+                if (auto a = e.attribute("tabSelected"))
+                    a.set_value("1");
+                else
+                    e.append_attribute("tabSelected").set_value("1");
+            } else if (isFormulaElement(ln)) {
+                rewriteText(e);
+            }
+        });
+        if (!child(root, "sheetViews")) {
+            // A sheet without views gets the one a new workbook has, selected.
+            std::string prefix;
+            if (const std::string_view n = root.name(); n.find(':') != std::string_view::npos)
+                prefix = std::string(n.substr(0, n.find(':') + 1));
+            pugi::xml_node before;
+            for (auto c = root.first_child(); c && !before; c = c.next_sibling()) {
+                const auto ln = localName(c);
+                if (ln != "sheetPr" && ln != "dimension" && c.type() == pugi::node_element)
+                    before = c;
+            }
+            const std::string tag = prefix + "sheetViews";
+            auto views = before ? root.insert_child_before(tag.c_str(), before) : root.append_child(tag.c_str());
+            auto view = views.append_child((prefix + "sheetView").c_str());
+            view.append_attribute("tabSelected").set_value("1");
+            view.append_attribute("workbookViewId").set_value("0");
+        }
+        out_sheet_ = serializeXml(*doc);
+    }
+
+    bool rewriteText(pugi::xml_node e)
+    {
+        const std::string text = e.text().get();
+        if (text.empty())
+            return false;
+        bool changed = false;
+        std::string n = rewriteFormula(text, changed);
+        if (changed)
+            e.text().set(n.c_str());
+        return changed;
+    }
+
+    // ---- charts, drawings and control properties that hold formulas
+    void rewriteOtherParts()
+    {
+        for (const auto& p : closure_) {
+            if (p == sheet_->part)
+                continue;
+            const std::string type = src_.contentTypes().typeOf(p);
+            const bool chart = type.find("drawingml.chart") != std::string::npos ||
+                               type.find("chartex") != std::string::npos;
+            const bool drawing = type.find("drawing+xml") != std::string::npos;
+            const bool ctrl = type.find("controlproperties") != std::string::npos;
+            if (!chart && !drawing && !ctrl)
+                continue;
+            auto doc = parseXml(src_.read(p), src_.file(), p);
+            bool changed = false;
+            walkElements(doc->document_element(), [&](pugi::xml_node e) {
+                if (chart && localName(e) == "f")
+                    changed = rewriteText(e) || changed;
+                for (auto a = e.first_attribute(); a; a = a.next_attribute()) {
+                    if (!isFormulaAttribute(localName(a)) || !*a.value())
+                        continue;
+                    bool c = false;
+                    std::string n = rewriteFormula(a.value(), c);
+                    if (c) {
+                        a.set_value(n.c_str());
+                        changed = true;
+                    }
+                }
+            });
+            if (changed)
+                rewritten_[p] = serializeXml(*doc);
+        }
+    }
+
+    // ---- workbook.xml
+    std::string relPrefix(pugi::xml_node root)
+    {
+        for (auto a = root.first_attribute(); a; a = a.next_attribute()) {
+            const std::string_view n = a.name();
+            if (n.rfind("xmlns:", 0) == 0 && std::string_view(a.value()) == kRelNs)
+                return std::string(n.substr(6));
+        }
+        root.append_attribute("xmlns:r").set_value(kRelNs);
+        return "r";
+    }
+
+    void rewriteWorkbook(pugi::xml_document& doc)
+    {
+        auto root = doc.document_element();
+        std::string wbPrefix;
+        if (const std::string_view n = root.name(); n.find(':') != std::string_view::npos)
+            wbPrefix = std::string(n.substr(0, n.find(':') + 1));
+
+        // The one sheet, visible.
+        if (auto sheets = child(root, "sheets")) {
+            for (auto s = sheets.first_child(); s;) {
+                auto next = s.next_sibling();
+                if (s.type() == pugi::node_element) {
+                    auto rid = relId(s);
+                    if (!rid || rid.value() != sheet_->relId)
+                        sheets.remove_child(s);
+                    else
+                        s.remove_attribute("state");
+                }
+                s = next;
+            }
+        }
+        if (auto views = child(root, "bookViews")) {
+            for (auto v = views.first_child(); v; v = v.next_sibling()) {
+                v.remove_attribute("activeTab");
+                v.remove_attribute("firstSheet");
+            }
+        }
+
+        // Names: the sheet's own, re-scoped; workbook names it uses; no others.
+        auto names = child(root, "definedNames");
+        std::set<std::string> ownLocal;
+        std::vector<pugi::xml_node> globals;
+        if (names) {
+            const std::string pos = std::to_string(sheetPos_);
+            for (auto d = names.first_child(); d;) {
+                auto next = d.next_sibling();
+                if (d.type() == pugi::node_element) {
+                    if (auto ls = d.attribute("localSheetId")) {
+                        if (std::string_view(ls.value()) == pos) {
+                            ls.set_value("0");
+                            ownLocal.insert(foldName(d.attribute("name").value()));
+                            rewriteText(d);
+                        } else {
+                            names.remove_child(d);
+                        }
+                    } else {
+                        globals.push_back(d);
+                    }
+                }
+                d = next;
+            }
+            std::vector<bool> keep(globals.size(), false);
+            for (bool grew = true; grew;) {
+                grew = false;
+                for (std::size_t i = 0; i < globals.size(); ++i) {
+                    const std::string n = foldName(globals[i].attribute("name").value());
+                    if (keep[i] || ownLocal.count(n) || !ex_->namesUsed().count(n))
+                        continue;
+                    keep[i] = true;
+                    grew = true;
+                    rewriteText(globals[i]);
+                }
+            }
+            for (std::size_t i = 0; i < globals.size(); ++i) {
+                if (!keep[i])
+                    names.remove_child(globals[i]);
+            }
+        }
+
+        // The link to the source, when formulas reach its other sheets.
+        if (ex_->anyExternalized()) {
+            linkRelId_ = freshRelId();
+            auto refs = child(root, "externalReferences");
+            if (!refs) {
+                pugi::xml_node before;
+                for (auto c = root.first_child(); c; c = c.next_sibling()) {
+                    const auto ln = localName(c);
+                    if (ln == "definedNames" || ln == "calcPr" || ln == "oleSize" || ln == "customWorkbookViews" ||
+                        ln == "pivotCaches" || ln == "smartTagPr" || ln == "smartTagTypes" || ln == "webPublishing" ||
+                        ln == "fileRecoveryPr" || ln == "webPublishObjects" || ln == "extLst") {
+                        before = c;
+                        break;
+                    }
+                }
+                const std::string tag = wbPrefix + "externalReferences";
+                refs = before ? root.insert_child_before(tag.c_str(), before) : root.append_child(tag.c_str());
+            }
+            auto r = refs.append_child((wbPrefix + "externalReference").c_str());
+            r.append_attribute((relPrefix(root) + ":id").c_str()).set_value(linkRelId_.c_str());
+        }
+
+        // Anything that names a relationship the copy no longer has goes.
+        std::set<std::string> keptIds;
+        for (const auto& r : wbRels_)
+            keptIds.insert(r.id);
+        if (!linkRelId_.empty())
+            keptIds.insert(linkRelId_);
+        std::vector<pugi::xml_node> drop;
+        walkElements(root, [&](pugi::xml_node e) {
+            if (auto a = relId(e); a && !keptIds.count(a.value()))
+                drop.push_back(e);
+        });
+        for (auto e : drop) {
+            auto parent = e.parent();
+            parent.remove_child(e);
+            // Containers left empty go too: <pivotCaches/>, <x14:slicerCaches/>, their <ext>.
+            while (parent && parent != root && !parent.first_child()) {
+                auto up = parent.parent();
+                up.remove_child(parent);
+                parent = up;
+            }
+        }
+        if (names && !names.first_child())
+            root.remove_child(names);
+    }
+
+    std::string freshRelId()
+    {
+        std::set<std::string> used;
+        for (const auto& r : src_.workbookRels())
+            used.insert(r.id);
+        for (int i = static_cast<int>(used.size()) + 1;; ++i) {
+            std::string id = "rId" + std::to_string(i);
+            if (!used.count(id))
+                return id;
+        }
+    }
+
+    // ---- cached values of the cells the copy reads on other sheets
+    std::optional<CachedCell> cachedValue(pugi::xml_node c) const
+    {
+        CachedCell cell;
+        cell.ref = c.attribute("r").value();
+        const std::string_view t = c.attribute("t").value();
+        auto v = child(c, "v");
+        if (t == "s") {
+            std::size_t i = 0;
+            const std::string_view txt = v.text().get();
+            const auto res = std::from_chars(txt.data(), txt.data() + txt.size(), i);
+            if (!v || res.ec != std::errc() || !sst_ || i >= sst_->size())
+                return std::nullopt;
+            cell.type = "str";
+            cell.value = sst_->text(i);
+        } else if (t == "inlineStr") {
+            std::string text;
+            walkElements(child(c, "is"), [&](pugi::xml_node e) {
+                if (localName(e) == "t" && localName(e.parent()) != "rPh")
+                    text += e.text().get();
+            });
+            cell.type = "str";
+            cell.value = text;
+        } else {
+            if (!v)
+                return std::nullopt;
+            cell.value = v.text().get();
+            if (t == "str")
+                cell.type = "str";
+            else if (t == "b" || t == "e")
+                cell.type = std::string(t);
+        }
+        return cell;
+    }
+
+    ExternalBookCache buildCache()
+    {
+        ExternalBookCache cache;
+        for (const auto& s : src_.sheets())
+            cache.sheetNames.push_back(s.name);
+        for (const auto& [idx, ranges] : ex_->rangesRead()) {
+            auto& cells = cache.cells[idx];
+            const auto& s = src_.sheets()[idx];
+            if (!s.isWorksheet() || !src_.has(s.part))
+                continue;
+            auto doc = parseXml(src_.read(s.part), src_.file(), s.part);
+            auto data = child(doc->document_element(), "sheetData");
+            // The sheet's cells by position, so that each distinct range costs
+            // what it covers, not a pass over the sheet.
+            using Pos = std::pair<std::uint64_t, pugi::xml_node>;
+            std::vector<Pos> byPos;
+            for (auto row = data.first_child(); row; row = row.next_sibling()) {
+                for (auto c = row.first_child(); c; c = c.next_sibling()) {
+                    if (c.type() != pugi::node_element || localName(c) != "c")
+                        continue;
+                    if (const auto addr = formula::parseCell(c.attribute("r").value()))
+                        byPos.emplace_back((std::uint64_t{addr->row} << 16) | addr->col, c);
+                }
+            }
+            const auto before = [](const Pos& p, std::uint64_t key) { return p.first < key; };
+            if (!std::is_sorted(byPos.begin(), byPos.end(), [](const Pos& a, const Pos& b) { return a.first < b.first; }))
+                std::stable_sort(byPos.begin(), byPos.end(), [](const Pos& a, const Pos& b) { return a.first < b.first; });
+            auto seek = [&](std::uint64_t key) { return std::lower_bound(byPos.begin(), byPos.end(), key, before); };
+            std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t>> distinct;
+            for (const auto& r : ranges)
+                distinct.emplace(r.first.row, r.first.col, r.last.row, r.last.col);
+            for (const auto& [r1, c1, r2, c2] : distinct) {
+                auto it = seek((std::uint64_t{r1} << 16) | c1);
+                while (it != byPos.end()) {
+                    const std::uint64_t row = it->first >> 16;
+                    const std::uint64_t col = it->first & 0xFFFF;
+                    if (row > r2)
+                        break;
+                    if (col < c1) {
+                        it = seek((row << 16) | c1);
+                        continue;
+                    }
+                    if (col > c2) {
+                        it = seek(((row + 1) << 16) | c1);
+                        continue;
+                    }
+                    if (!cells.count(it->first)) {
+                        if (auto cell = cachedValue(it->second))
+                            cells.emplace(it->first, std::move(*cell));
+                    }
+                    ++it;
+                }
+            }
+        }
+        return cache;
+    }
+
+    // ---- the package
+    void addPartWithRels(const std::string& part)
+    {
+        if (auto it = rewritten_.find(part); it != rewritten_.end())
+            out_.addText(part, it->second);
+        else
+            out_.addStored(part, *src_.zip().find(part));
+        const auto& rels = src_.relsOf(part);
+        if (rels.empty())
+            return;
+        std::vector<Relationship> kept;
+        for (const auto& r : rels) {
+            if (r.external || r.target.rfind('#', 0) == 0 || inClosure(r.part))
+                kept.push_back(r);
+        }
+        const std::string rp = relsPartOf(part);
+        if (kept.size() == rels.size())
+            out_.addStored(rp, *src_.zip().find(rp));
+        else
+            out_.addText(rp, writeRelationships(kept));
+    }
+
+    void assemble(pugi::xml_document& wbDoc)
+    {
+        ContentTypes types = src_.contentTypes();
+        types.setOverride(src_.workbookPart(), ctype::kWorkbook);
+        rewritten_[sheet_->part] = std::move(out_sheet_);
+        if (!appPart_.empty())
+            rewritten_[appPart_] = rewriteAppProperties(src_.read(appPart_), sheet_->name, src_.file(), appPart_);
+
+        std::string pkgRelsText;
+        if (packageRelsChanged_ || !src_.has("_rels/.rels"))
+            pkgRelsText = writeRelationships(pkgRels_);
+
+        // The external link.
+        std::string linkPart;
+        if (!linkRelId_.empty()) {
+            for (int i = 1;; ++i) {
+                const std::string folder = folderOf(src_.workbookPart());
+                linkPart = (folder.empty() ? "" : folder + "/") + "externalLinks/externalLink" + std::to_string(i) + ".xml";
+                if (!src_.has(linkPart))
+                    break;
+            }
+            Relationship r;
+            r.id = linkRelId_;
+            r.type = reltype::kExternalLink;
+            r.target = relativeTarget(src_.workbookPart(), linkPart);
+            r.part = linkPart;
+            wbRels_.push_back(r);
+            types.setOverride(linkPart, ctype::kExternalLink);
+        }
+
+        // Order: package rels, workbook, its rels, the rest; the content
+        // types go first once every name is known.
+        if (pkgRelsText.empty())
+            out_.addStored("_rels/.rels", *src_.zip().find("_rels/.rels"));
+        else
+            out_.addText("_rels/.rels", pkgRelsText);
+        out_.addText(src_.workbookPart(), serializeXml(wbDoc));
+        out_.addText(relsPartOf(src_.workbookPart()), writeRelationships(wbRels_));
+        if (!sstPart_.empty())
+            out_.addText(sstPart_, sst_ ? sst_->writePruned(strings_.order(), strings_.references()) : std::string());
+        if (!linkPart.empty()) {
+            out_.addText(linkPart, writeExternalLinkPart(buildCache()));
+            Relationship path;
+            path.id = "rId1";
+            path.type = reltype::kExternalLinkPath;
+            path.target = fileUri(from_.fullName);
+            path.external = true;
+            out_.addText(relsPartOf(linkPart), writeRelationships({path}));
+        }
+        for (const auto& p : closure_) {
+            if (zip::foldAscii(p) != zip::foldAscii(sstPart_))
+                addPartWithRels(p);
+        }
+
+        // No macro type stays behind: parts that took the VBA default (printer
+        // settings share the .bin extension) get a type of their own.
+        std::vector<std::pair<std::string, std::string>> typed;
+        for (const auto& n : out_.names())
+            typed.emplace_back(n, types.typeOf(n));
+        types.dropDefaultsOfType(ctype::kVbaProject);
+        for (const auto& [n, t] : typed) {
+            if (types.typeOf(n).empty() && !t.empty())
+                types.setOverride(n, t == ctype::kVbaProject ? ctype::kPrinterSettings : t);
+        }
+        out_.addTextFront("[Content_Types].xml", types.write(out_.names()));
+    }
+
+    std::shared_ptr<const SourcePackage> srcPtr_;
+    const SourcePackage& src_;
+    CopySource from_;
+    OutputPackage out_;
+    std::size_t sheetPos_ = 0;
+    const SheetEntry* sheet_ = nullptr;
+    std::set<std::string> excluded_;
+    std::vector<std::string> closure_;
+    std::set<std::string> closureSet_;
+    std::vector<Relationship> wbRels_;
+    std::vector<Relationship> pkgRels_;
+    bool packageRelsChanged_ = false;
+    std::string sstPart_;
+    std::string appPart_;
+    std::shared_ptr<const SharedStrings> sst_;
+    StringRenumbering strings_;
+    std::unique_ptr<ReferenceExternalizer> ex_;
+    std::string out_sheet_;
+    std::map<std::string, std::string> rewritten_;
+    std::string linkRelId_;
+};
+
+}  // namespace
+
+OutputPackage copyWorksheetPackage(const std::shared_ptr<const SourcePackage>& source, std::size_t worksheet,
+                                   const CopySource& from)
+{
+    return Copier(source, worksheet, from).run();
+}
+
+}  // namespace excel::ooxml

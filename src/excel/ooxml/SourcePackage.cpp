@@ -1,0 +1,137 @@
+#include "SourcePackage.h"
+
+#include "PartName.h"
+#include "SharedStrings.h"
+#include "Xml.h"
+#include "excel/EngineError.h"
+
+namespace excel::ooxml {
+
+namespace {
+
+bool isSpreadsheetMain(const std::string& type)
+{
+    return type == ctype::kWorkbook || type == ctype::kMacroWorkbook || type == ctype::kTemplate ||
+           type == ctype::kMacroTemplate || type == ctype::kAddin;
+}
+
+}  // namespace
+
+std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
+{
+    std::shared_ptr<SourcePackage> p(new SourcePackage());
+    p->file_ = file;
+    p->zip_ = std::make_shared<zip::ZipReader>(std::move(bytes), file);
+
+    if (!p->has("[Content_Types].xml")) {
+        if (p->has("mimetype") || p->has("content.xml"))
+            throw engineError(file, "is not a workbook: it is an OpenDocument file, not an Excel workbook.");
+        throw engineError(file, "is not a workbook: the zip archive is not an Office Open XML package "
+                                "([Content_Types].xml is missing).");
+    }
+    p->types_ = ContentTypes::parse(p->read("[Content_Types].xml"), file);
+
+    if (p->has("_rels/.rels"))
+        p->packageRels_ = parseRelationships(p->read("_rels/.rels"), "", file, "_rels/.rels");
+    for (const auto& r : p->packageRels_) {
+        if (!r.external && relKind(r.type) == "officeDocument") {
+            p->workbookPart_ = r.part;
+            break;
+        }
+    }
+    if (p->workbookPart_.empty())
+        throw damaged(file, "package relationships (_rels/.rels)", "no relationship names the workbook part");
+    if (!p->has(p->workbookPart_))
+        throw damaged(file, "part '" + p->workbookPart_ + "'", "the workbook part is missing");
+    // Use the zip's own spelling of the name from here on.
+    p->workbookPart_ = p->zip_->find(p->workbookPart_)->name;
+
+    const std::string mainType = p->types_.typeOf(p->workbookPart_);
+    if (mainType == ctype::kBinaryWorkbook)
+        throw engineError(file, "is an Excel binary workbook (.xlsb), which cannot be read.");
+    if (!isSpreadsheetMain(mainType)) {
+        if (mainType.find("wordprocessingml") != std::string::npos || mainType.find("presentationml") != std::string::npos)
+            throw engineError(file, "is not a workbook: it is an Office Open XML document of another kind (" +
+                                        mainType + ").");
+        if (!mainType.empty() && mainType.find("spreadsheetml") == std::string::npos)
+            throw engineError(file, "is not a workbook: its main part has the content type '" + mainType + "'.");
+        // No type, or a spreadsheet type we do not name: the part is read as a workbook.
+    }
+
+    p->workbookXml_ = p->read(p->workbookPart_);
+    p->workbookRels_ = p->relsOf(p->workbookPart_);
+
+    auto doc = parseXml(p->workbookXml_, file, p->workbookPart_);
+    auto root = doc->document_element();
+    if (localName(root) != "workbook")
+        throw damaged(file, "part '" + p->workbookPart_ + "'",
+                      "expected a <workbook> element, found <" + std::string(root.name()) + ">");
+    auto sheets = child(root, "sheets");
+    for (auto s = sheets.first_child(); s; s = s.next_sibling()) {
+        if (s.type() != pugi::node_element || localName(s) != "sheet")
+            continue;
+        SheetEntry e;
+        e.name = s.attribute("name").value();
+        auto rid = relId(s);
+        if (!rid)
+            throw damaged(file, "part '" + p->workbookPart_ + "'", "the sheet '" + e.name + "' has no relationship id");
+        e.relId = rid.value();
+        const Relationship* rel = nullptr;
+        for (const auto& r : p->workbookRels_) {
+            if (r.id == e.relId)
+                rel = &r;
+        }
+        if (rel == nullptr || rel->external)
+            throw damaged(file, "part '" + p->workbookPart_ + "'",
+                          "the sheet '" + e.name + "' names the relationship '" + e.relId + "', which is missing");
+        e.kind = std::string(relKind(rel->type));
+        e.part = rel->part;
+        if (e.isWorksheet()) {
+            const auto* entry = p->zip_->find(e.part);
+            if (entry == nullptr)
+                throw damaged(file, "part '" + e.part + "'", "the part of the worksheet '" + e.name + "' is missing");
+            e.part = entry->name;
+            p->worksheets_.push_back(p->sheets_.size());
+            p->worksheetNames_.push_back(e.name);
+        }
+        p->sheets_.push_back(std::move(e));
+    }
+    return p;
+}
+
+std::string SourcePackage::read(const std::string& part) const
+{
+    return zip_->read(part);
+}
+
+const std::vector<Relationship>& SourcePackage::relsOf(const std::string& part) const
+{
+    if (auto it = relsCache_.find(part); it != relsCache_.end())
+        return it->second;
+    std::vector<Relationship> rels;
+    const std::string rp = relsPartOf(part);
+    if (has(rp))
+        rels = parseRelationships(read(rp), part, file_, rp);
+    for (auto& r : rels) {
+        if (!r.external) {
+            if (const auto* e = zip_->find(r.part))
+                r.part = e->name;
+        }
+    }
+    return relsCache_.emplace(part, std::move(rels)).first->second;
+}
+
+}  // namespace excel::ooxml
+
+namespace excel::ooxml {
+
+std::shared_ptr<const SharedStrings> SourcePackage::sharedStrings(const std::string& part) const
+{
+    if (auto it = sstCache_.find(part); it != sstCache_.end())
+        return it->second;
+    auto sst = std::make_shared<const SharedStrings>(read(part), file_, part);
+    sstCache_.emplace(part, sst);
+    return sst;
+}
+
+}  // namespace excel::ooxml

@@ -1,0 +1,31 @@
+#pragma once
+// pugixml over part bytes, with the engine's error on malformed XML and a
+// serializer that writes the tree back without reformatting it.
+
+#include <pugixml.hpp>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace excel::ooxml {
+
+// Parses `data` as the part `part` of `file`; throws the engine's "damaged"
+// error with pugixml's description and the byte offset.
+std::unique_ptr<pugi::xml_document> parseXml(std::string_view data, const std::string& file, const std::string& part);
+
+// The document as UTF-8 text, as it was read apart from what was changed.
+std::string serializeXml(const pugi::xml_document& doc);
+
+// The name without its namespace prefix: "x:sheet" -> "sheet".
+std::string_view localName(const pugi::xml_node& n);
+std::string_view localName(const pugi::xml_attribute& a);
+// The first child with that local name.
+pugi::xml_node child(const pugi::xml_node& n, std::string_view local);
+// The attribute in the relationships namespace ("r:id" under any prefix).
+pugi::xml_attribute relId(const pugi::xml_node& n);
+
+// Escapes text for an attribute value or element content.
+std::string xmlEscape(std::string_view s);
+
+}  // namespace excel::ooxml

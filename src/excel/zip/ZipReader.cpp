@@ -1,0 +1,186 @@
+#include "ZipReader.h"
+
+#include "ZipError.h"
+
+#include <zip.h>
+
+#include <limits>
+#include <new>
+
+namespace excel::zip {
+
+namespace {
+
+// A single part larger than this is refused rather than inflated: a package
+// that claims more is damaged or hostile.
+constexpr std::uint64_t kMaxPartSize = std::uint64_t{4} << 30;
+
+std::string libzipMessage(int code)
+{
+    zip_error_t err;
+    zip_error_init_with_code(&err, code);
+    std::string text = zip_error_strerror(&err);
+    zip_error_fini(&err);
+    return text;
+}
+
+std::string archiveMessage(::zip* za)
+{
+    return zip_error_strerror(zip_get_error(za));
+}
+
+struct FileCloser {
+    void operator()(zip_file_t* f) const { zip_fclose(f); }
+};
+
+}  // namespace
+
+std::string foldAscii(std::string s)
+{
+    for (char& c : s) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return s;
+}
+
+ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string file)
+    : bytes_(std::move(bytes)), file_(std::move(file))
+{
+    const auto span = bytes_->bytes();
+    zip_error_t err;
+    zip_error_init(&err);
+    zip_source_t* src = zip_source_buffer_create(span.data(), span.size(), 0, &err);
+    if (src == nullptr) {
+        std::string msg = zip_error_strerror(&err);
+        zip_error_fini(&err);
+        throw zipDamaged(file_, "", msg);
+    }
+    archive_ = zip_open_from_source(src, ZIP_RDONLY, &err);
+    if (archive_ == nullptr) {
+        const int code = zip_error_code_zip(&err);
+        zip_error_fini(&err);
+        zip_source_free(src);
+        if (code == ZIP_ER_NOZIP || code == ZIP_ER_INCONS || code == ZIP_ER_EOF)
+            throw zipDamaged(file_, "", "the zip archive is incomplete or inconsistent (" + libzipMessage(code) +
+                                            "); the file may be truncated");
+        throw zipDamaged(file_, "", libzipMessage(code));
+    }
+    zip_error_fini(&err);
+
+    const zip_int64_t n = zip_get_num_entries(archive_, 0);
+    if (n < 0)
+        throw zipDamaged(file_, "", archiveMessage(archive_));
+    entries_.reserve(static_cast<std::size_t>(n));
+    for (zip_int64_t i = 0; i < n; ++i) {
+        zip_stat_t st;
+        zip_stat_init(&st);
+        if (zip_stat_index(archive_, static_cast<zip_uint64_t>(i), 0, &st) != 0)
+            throw zipDamaged(file_, "", "entry " + std::to_string(i) + ": " + archiveMessage(archive_));
+        if (!(st.valid & ZIP_STAT_NAME) || st.name == nullptr)
+            throw zipDamaged(file_, "", "entry " + std::to_string(i) + " has no name");
+        Entry e;
+        e.name = st.name;
+        e.index = static_cast<std::uint64_t>(i);
+        e.size = st.size;
+        e.compressedSize = st.comp_size;
+        e.crc = st.crc;
+        e.method = static_cast<std::uint16_t>(st.comp_method);
+        e.encrypted = (st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE;
+        byName_.emplace(e.name, entries_.size());
+        byFoldedName_.emplace(foldAscii(e.name), entries_.size());
+        entries_.push_back(std::move(e));
+    }
+}
+
+ZipReader::~ZipReader()
+{
+    if (archive_ != nullptr)
+        zip_discard(archive_);
+}
+
+const Entry* ZipReader::find(const std::string& name) const
+{
+    if (auto it = byName_.find(name); it != byName_.end())
+        return &entries_[it->second];
+    if (auto it = byFoldedName_.find(foldAscii(name)); it != byFoldedName_.end())
+        return &entries_[it->second];
+    return nullptr;
+}
+
+std::string ZipReader::read(const std::string& name) const
+{
+    const Entry* e = find(name);
+    if (e == nullptr)
+        throw zipDamaged(file_, name, "the part is missing");
+    return read(*e);
+}
+
+std::string ZipReader::read(const Entry& e) const
+{
+    if (e.encrypted)
+        throw zipDamaged(file_, e.name, "the entry is encrypted");
+    if (e.size > kMaxPartSize)
+        throw zipDamaged(file_, e.name, "the entry claims " + std::to_string(e.size) + " bytes, more than a part may hold");
+    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_, e.index, 0));
+    if (!f)
+        throw zipDamaged(file_, e.name, archiveMessage(archive_));
+    std::string out;
+    try {
+        out.resize(static_cast<std::size_t>(e.size));
+    } catch (const std::bad_alloc&) {
+        throw zipDamaged(file_, e.name, "not enough memory for " + std::to_string(e.size) + " bytes");
+    }
+    std::uint64_t got = 0;
+    for (;;) {
+        // Reading past the expected size is how libzip reaches its CRC check.
+        char probe[1];
+        char* dst = got < e.size ? out.data() + got : probe;
+        const zip_uint64_t want = got < e.size ? e.size - got : 1;
+        const zip_int64_t r = zip_fread(f.get(), dst, want);
+        if (r < 0)
+            throw zipDamaged(file_, e.name, zip_error_strerror(zip_file_get_error(f.get())));
+        if (r == 0)
+            break;
+        if (got >= e.size)
+            throw zipDamaged(file_, e.name, "more data than the directory says (" + std::to_string(e.size) + " bytes)");
+        got += static_cast<std::uint64_t>(r);
+    }
+    if (got != e.size)
+        throw zipDamaged(file_, e.name, "expected " + std::to_string(e.size) + " bytes, found " + std::to_string(got));
+    return out;
+}
+
+RawEntry ZipReader::readRaw(const Entry& e) const
+{
+    if (e.encrypted)
+        throw zipDamaged(file_, e.name, "the entry is encrypted");
+    if (e.compressedSize > kMaxPartSize)
+        throw zipDamaged(file_, e.name, "the entry is larger than a part may be");
+    const auto span = bytes_->bytes();
+    if (e.compressedSize > span.size())
+        throw zipDamaged(file_, e.name, "the entry claims more bytes than the file holds");
+    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_, e.index, ZIP_FL_COMPRESSED));
+    if (!f)
+        throw zipDamaged(file_, e.name, archiveMessage(archive_));
+    RawEntry raw;
+    raw.method = e.method;
+    raw.crc = e.crc;
+    raw.size = e.size;
+    raw.data.resize(static_cast<std::size_t>(e.compressedSize));
+    std::uint64_t got = 0;
+    while (got < e.compressedSize) {
+        const zip_int64_t r = zip_fread(f.get(), raw.data.data() + got, e.compressedSize - got);
+        if (r < 0)
+            throw zipDamaged(file_, e.name, zip_error_strerror(zip_file_get_error(f.get())));
+        if (r == 0)
+            break;
+        got += static_cast<std::uint64_t>(r);
+    }
+    if (got != e.compressedSize)
+        throw zipDamaged(file_, e.name, "expected " + std::to_string(e.compressedSize) + " stored bytes, found " +
+                                            std::to_string(got));
+    return raw;
+}
+
+}  // namespace excel::zip

@@ -1,0 +1,156 @@
+#include "ZipWriter.h"
+
+#include "excel/EngineError.h"
+
+#include <zlib.h>
+
+#include <array>
+#include <cstring>
+
+namespace excel::zip {
+
+namespace {
+
+constexpr std::uint32_t kLocalSig = 0x04034b50;
+constexpr std::uint32_t kCentralSig = 0x02014b50;
+constexpr std::uint32_t kEndSig = 0x06054b50;
+constexpr std::uint16_t kDosDate1980 = (0 << 9) | (1 << 5) | 1;  // 1980-01-01
+constexpr std::uint16_t kFlagUtf8 = 1 << 11;
+constexpr std::uint64_t kLimit32 = 0xFFFFFFFFull;
+
+// Small parts get zlib's default level; above this the fastest level, since a
+// large sheet part dominates the time of a copy and gains little from more.
+constexpr std::size_t kFastAbove = 1u << 20;
+
+class Le {
+public:
+    void u16(std::uint16_t v) { b_.push_back(static_cast<std::byte>(v)); b_.push_back(static_cast<std::byte>(v >> 8)); }
+    void u32(std::uint32_t v) { u16(static_cast<std::uint16_t>(v)); u16(static_cast<std::uint16_t>(v >> 16)); }
+    void str(const std::string& s)
+    {
+        const auto* p = reinterpret_cast<const std::byte*>(s.data());
+        b_.insert(b_.end(), p, p + s.size());
+    }
+    const std::vector<std::byte>& bytes() const { return b_; }
+
+private:
+    std::vector<std::byte> b_;
+};
+
+bool isAscii(const std::string& s)
+{
+    for (unsigned char c : s) {
+        if (c >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(std::move(file)) {}
+
+void ZipWriter::put(const void* data, std::size_t n)
+{
+    sink_.write(std::span<const std::byte>(static_cast<const std::byte*>(data), n));
+    offset_ += n;
+}
+
+void ZipWriter::add(const std::string& name, std::string_view data)
+{
+    if (data.size() >= kLimit32)
+        throw engineError(file_, "the part '" + name + "' is too large to be written (4 GiB or more)");
+    z_stream zs{};
+    const int level = data.size() > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION;
+    if (deflateInit2(&zs, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw engineError(file_, "cannot compress the part '" + name + "': zlib could not start");
+    const uLong bound = deflateBound(&zs, static_cast<uLong>(data.size()));
+    std::vector<unsigned char> out(bound);
+    zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    zs.avail_in = static_cast<uInt>(data.size());
+    zs.next_out = out.data();
+    zs.avail_out = static_cast<uInt>(std::min<uLong>(bound, kLimit32));
+    const int rc = deflate(&zs, Z_FINISH);
+    const std::size_t produced = zs.total_out;
+    deflateEnd(&zs);
+    if (rc != Z_STREAM_END)
+        throw engineError(file_, "cannot compress the part '" + name + "'");
+    const auto crc = static_cast<std::uint32_t>(crc32_z(0L, reinterpret_cast<const Bytef*>(data.data()), data.size()));
+    addStored(name, 8, crc, data.size(), out.data(), produced);
+}
+
+void ZipWriter::addRaw(const std::string& name, const RawEntry& raw)
+{
+    addStored(name, raw.method, raw.crc, raw.size, raw.data.data(), raw.data.size());
+}
+
+void ZipWriter::addStored(const std::string& name, std::uint16_t method, std::uint32_t crc, std::uint64_t size,
+                          const void* data, std::uint64_t compressedSize)
+{
+    if (finished_)
+        throw engineError(file_, "internal error: zip entry '" + name + "' added after the directory");
+    if (size > kLimit32 || compressedSize > kLimit32 || offset_ > kLimit32 || central_.size() >= 0xFFFF ||
+        name.size() > 0xFFFF)
+        throw engineError(file_, "the workbook is too large to be written (more than 4 GiB or 65535 parts)");
+    Le h;
+    h.u32(kLocalSig);
+    h.u16(20);
+    h.u16(isAscii(name) ? 0 : kFlagUtf8);
+    h.u16(method);
+    h.u16(0);
+    h.u16(kDosDate1980);
+    h.u32(crc);
+    h.u32(static_cast<std::uint32_t>(compressedSize));
+    h.u32(static_cast<std::uint32_t>(size));
+    h.u16(static_cast<std::uint16_t>(name.size()));
+    h.u16(0);
+    h.str(name);
+    central_.push_back({name, method, crc, compressedSize, size, offset_});
+    put(h.bytes().data(), h.bytes().size());
+    put(data, static_cast<std::size_t>(compressedSize));
+}
+
+void ZipWriter::finish()
+{
+    if (finished_)
+        return;
+    const std::uint64_t start = offset_;
+    for (const auto& c : central_) {
+        Le h;
+        h.u32(kCentralSig);
+        h.u16(20);  // made by: MS-DOS, 2.0
+        h.u16(20);
+        h.u16(isAscii(c.name) ? 0 : kFlagUtf8);
+        h.u16(c.method);
+        h.u16(0);
+        h.u16(kDosDate1980);
+        h.u32(c.crc);
+        h.u32(static_cast<std::uint32_t>(c.compressedSize));
+        h.u32(static_cast<std::uint32_t>(c.size));
+        h.u16(static_cast<std::uint16_t>(c.name.size()));
+        h.u16(0);
+        h.u16(0);
+        h.u16(0);
+        h.u16(0);
+        h.u32(0);
+        h.u32(static_cast<std::uint32_t>(c.offset));
+        h.str(c.name);
+        put(h.bytes().data(), h.bytes().size());
+    }
+    const std::uint64_t size = offset_ - start;
+    if (start > kLimit32 || size > kLimit32)
+        throw engineError(file_, "the workbook is too large to be written (more than 4 GiB)");
+    Le e;
+    e.u32(kEndSig);
+    e.u16(0);
+    e.u16(0);
+    e.u16(static_cast<std::uint16_t>(central_.size()));
+    e.u16(static_cast<std::uint16_t>(central_.size()));
+    e.u32(static_cast<std::uint32_t>(size));
+    e.u32(static_cast<std::uint32_t>(start));
+    e.u16(0);
+    put(e.bytes().data(), e.bytes().size());
+    finished_ = true;
+}
+
+}  // namespace excel::zip

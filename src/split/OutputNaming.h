@@ -1,0 +1,29 @@
+#pragma once
+// The paths a split run writes: a folder per source workbook, named by its
+// short name, and in it one file per worksheet, named by the sheet and the
+// literal ".xls " (five characters, the last a blank; the file system layer
+// trims it as Windows does). The strings are built exactly and never
+// trimmed here.
+
+#include <string>
+
+namespace split {
+
+// The workbook's file name without its last four characters, counted as
+// 16-bit text units ("Book1.xls" -> "Book1", "Book1.xlsx" -> "Book1.").
+// Throws tb::Error 5 for a name of fewer than four characters and 6 for one
+// longer than a signed 16-bit count.
+std::string GetWorkbookShortName(const std::string& workbookName);
+
+// The path with one "/" at its end, unless it already ends in one.
+std::string withTrailingSeparator(const std::string& path);
+
+// withTrailingSeparator(withTrailingSeparator(chosen) + shortName).
+std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName);
+
+// folder + sheet + ".xls ". A sheet name holding "/" or a NUL would put the
+// file somewhere else than the folder; such a name (which only a forged file
+// can carry) throws tb::Error 1004 naming the workbook, and nothing is written.
+std::string sheetFileName(const std::string& folder, const std::string& sheetName, const std::string& workbook);
+
+}  // namespace split

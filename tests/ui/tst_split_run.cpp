@@ -1,0 +1,274 @@
+// Whole split runs through the window and the real engine, offscreen.
+
+#include "WindowFixture.h"
+
+#include <QProcess>
+#include <QProgressBar>
+#include <QSignalSpy>
+#include <QTableWidget>
+#include <QtTest>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path kData = fs::path(TB_TEST_DATA);
+
+class OperationLog final : public excel::ApplicationObserver {
+public:
+    void visibleChanged(bool) override {}
+    void workbooksChanged(const std::vector<std::string>&, int) override {}
+    void operationDone(const std::string& d) override { ops.push_back(d); }
+    int count(const std::string& prefix) const
+    {
+        int n = 0;
+        for (const auto& o : ops)
+            n += o.rfind(prefix, 0) == 0 ? 1 : 0;
+        return n;
+    }
+    std::vector<std::string> ops;
+};
+
+struct Run : support::WindowFixture {
+    OperationLog log;
+    fs::path out;
+    fs::path in;
+
+    Run()
+    {
+        g->gExcelApp->setObserver(&log);
+        out = dir / "out";
+        in = dir / "in";
+        fs::create_directories(out);
+        fs::create_directories(in);
+    }
+    QString add(const char* sample, const std::string& as)
+    {
+        fs::copy_file(kData / "xlsx" / sample, in / as);
+        const QString path = QString::fromStdString((in / as).string());
+        form->UpdateListView(path);
+        return path;
+    }
+    void split(const QString& folder)
+    {
+        platform.folders.answers = {folder};
+        form->mnuSplit_Click();
+    }
+    void split() { split(QString::fromStdString(out.string())); }
+    QStringList tree() const
+    {
+        QStringList files;
+        for (const auto& e : fs::recursive_directory_iterator(out))
+            files << QString::fromStdString(fs::relative(e.path(), out).string()) + (e.is_directory() ? "/" : "");
+        files.sort();
+        return files;
+    }
+};
+
+}  // namespace
+
+class SplitRunTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void rowsOfTwoWorkbooksGiveTheTreeWithEachOpenedOnce()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");      // Sheet1, Sheet2 (hidden), Sheet3
+        r.add("simple02.xlsx", "Budget.xlsx");   // Sheet1, Data Sheet, Sheet3
+        r.form->lvwTask()->setCurrentCell(2, 0);
+        r.form->mnuRemoveItem_Click();           // Book1's Sheet3 goes: no file for it
+        r.form->lvwTask()->setCurrentCell(4, 0);
+        r.form->mnuRemoveItem_Click();           // Budget's Sheet3 goes too
+        QCOMPARE(r.form->lvwTask()->rowCount(), 4);
+        const auto sourceBytes = support::readBytes(r.in / "Book1.xlsx");
+        const auto sourceTime = fs::last_write_time(r.in / "Book1.xlsx");
+
+        QList<int> values;
+        QObject::connect(r.form->prgSplit(), &QProgressBar::valueChanged, [&](int v) { values << v; });
+        QList<int> selected;
+        QObject::connect(r.form->lvwTask(), &QTableWidget::currentCellChanged,
+                         [&](int row, int, int, int) { selected << row + 1; });
+        r.log.ops.clear();
+        r.split();
+
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        QCOMPARE(r.tree(), (QStringList{"Book1/", "Book1/Sheet1.xls", "Book1/Sheet2.xls", "Budget/",
+                                        "Budget/Data Sheet.xls", "Budget/Sheet1.xls"}));
+        QCOMPARE(r.log.count("Opened "), 2);
+        QCOMPARE(r.log.count("Copied "), 4);
+        QCOMPARE(r.log.count("Saved "), 4);
+        QCOMPARE(r.g->gExcelApp->GetWorkbooks().Count(), 0);
+        QVERIFY(r.g->gExcelApp->EnableEvents());
+        QCOMPARE(values, (QList<int>{1, 2, 4, 6, 8, 1}));
+        QCOMPARE(r.form->prgSplit()->minimum(), 1);
+        QCOMPARE(r.form->prgSplit()->maximum(), 8);
+        QVERIFY(!r.form->prgSplit()->isVisible());
+        QCOMPARE(selected, (QList<int>{1, 2, 3, 4, 1}));
+        QCOMPARE(r.form->lvwTask()->currentRow(), 0);
+        QCOMPARE(r.form->MousePointer(), 0);
+        QCOMPARE(r.form->windowTitle(), QString("Tamberlin2009"));
+        QCOMPARE(r.platform.shellService.opened, QStringList{QString::fromStdString(r.out.string())});
+        QCOMPARE(r.form->lvwTask()->rowCount(), 4);
+        QCOMPARE(support::readBytes(r.in / "Book1.xlsx"), sourceBytes);
+        QVERIFY(fs::last_write_time(r.in / "Book1.xlsx") == sourceTime);
+    }
+
+    void xlsAndXlsxOfOneNameShareTheirFolder()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        fs::copy_file(kData / "xlsx" / "simple02.xlsx", r.in / "Book1.xlsm");
+        r.form->UpdateListView(QString::fromStdString((r.in / "Book1.xlsm").string()));
+        r.split();
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        // "Book1.xlsx" and "Book1.xlsm" both lose four characters: "Book1."
+        // and the period goes as Windows drops it.
+        QCOMPARE(r.tree(), (QStringList{"Book1/", "Book1/Data Sheet.xls", "Book1/Sheet1.xls", "Book1/Sheet2.xls",
+                                        "Book1/Sheet3.xls"}));
+    }
+
+    void aSecondRunReplacesSilentlyOrAsksWhenAlertsAreOn()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        r.split();
+        const auto first = fs::last_write_time(r.out / "Book1" / "Sheet1.xls");
+        fs::last_write_time(r.out / "Book1" / "Sheet1.xls", first - std::chrono::hours(1));
+        r.split();
+        QCOMPARE(r.messages(), (QStringList{"Mission complete!", "Mission complete!"}));
+        QVERIFY(fs::last_write_time(r.out / "Book1" / "Sheet1.xls") > first - std::chrono::hours(1));
+
+        r.platform.messages.shown.clear();
+        r.g->gExcelApp->setDisplayAlerts(true);
+        r.platform.messages.answers = {platform::mb::AnswerYes, platform::mb::AnswerNo};
+        r.split();
+        QCOMPARE(r.messages().size(), 3);
+        QCOMPARE(r.messages()[0], QString("A file named 'Sheet1.xls' already exists in this location. Do you want to replace it?"));
+        QCOMPARE(r.platform.messages.shown[0].style, 292);
+        QVERIFY(r.messages()[2].startsWith("Err Number: 1004\r\nErr Description: "));
+        QVERIFY(r.messages()[2].endsWith("\r\nErr Proc: mnuSplit_Click"));
+        QVERIFY(!r.messages().contains("Mission complete!"));
+        QCOMPARE(r.platform.shellService.opened.size(), 2);  // only the two runs that finished
+        // The window is put back after a failed run.
+        QVERIFY(!r.form->prgSplit()->isVisible());
+        QCOMPARE(r.form->MousePointer(), 0);
+        QVERIFY(r.g->gExcelApp->EnableEvents());
+        QCOMPARE(r.form->lvwTask()->currentRow(), 0);  // the last row finished
+    }
+
+    void aSheetThatCannotBeWrittenEndsTheRunAndEarlierFilesStay()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        fs::create_directories(r.out / "Book1" / "Sheet2.xls");  // a folder where the file should go
+        r.split();
+        QCOMPARE(r.messages().size(), 1);
+        QVERIFY(r.messages()[0].endsWith("Err Proc: mnuSplit_Click"));
+        QVERIFY(fs::is_regular_file(r.out / "Book1" / "Sheet1.xls"));
+        QVERIFY(!fs::exists(r.out / "Book1" / "Sheet3.xls"));
+        QCOMPARE(r.platform.shellService.opened.size(), 0);
+        // The next run goes by what it finds in the engine.
+        fs::remove(r.out / "Book1" / "Sheet2.xls");
+        r.platform.messages.shown.clear();
+        r.split();
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        QCOMPARE(r.tree().size(), 4);
+    }
+
+    void theCommandLineWritesTheSameTreeByteForByte()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        r.add("simple02.xlsx", "Budget.xlsx");
+        fs::copy_file(kData / "xls" / "lo" / "simple02.xls", r.in / "Old.xls");
+        r.form->UpdateListView(QString::fromStdString((r.in / "Old.xls").string()));
+        r.split();
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+
+        const fs::path cliOut = r.dir / "cli";
+        fs::create_directories(cliOut);
+        QProcess cli;
+        cli.start(QCoreApplication::applicationDirPath() + "/tamberlin-split",
+                  {"-o", QString::fromStdString(cliOut.string()), QString::fromStdString((r.in / "Book1.xlsx").string()),
+                   QString::fromStdString((r.in / "Budget.xlsx").string()),
+                   QString::fromStdString((r.in / "Old.xls").string())});
+        QVERIFY(cli.waitForFinished(60000));
+        QCOMPARE(cli.exitCode(), 0);
+
+        QStringList windowFiles, cliFiles;
+        for (const auto& e : fs::recursive_directory_iterator(r.out))
+            windowFiles << QString::fromStdString(fs::relative(e.path(), r.out).string());
+        for (const auto& e : fs::recursive_directory_iterator(cliOut))
+            cliFiles << QString::fromStdString(fs::relative(e.path(), cliOut).string());
+        windowFiles.sort();
+        cliFiles.sort();
+        QCOMPARE(cliFiles, windowFiles);
+        QCOMPARE(windowFiles.size(), 3 + 9);
+        for (const QString& f : windowFiles) {
+            if (fs::is_regular_file(r.out / f.toStdString()))
+                QVERIFY2(support::readBytes(r.out / f.toStdString()) == support::readBytes(cliOut / f.toStdString()),
+                         qPrintable(f));
+        }
+    }
+
+    void theTwoGuardsSpeakBeforeAnythingHappens()
+    {
+        Run r;
+        r.split();
+        QCOMPARE(r.messages(), QStringList{"Please select some Excel workbook at first"});
+        QVERIFY(r.platform.folders.titles.isEmpty());
+        r.platform.messages.shown.clear();
+        r.add("hide01.xlsx", "Book1.xlsx");
+        r.split("");  // cancelled
+        r.split(QString::fromStdString((r.dir / "missing").string()));
+        QCOMPARE(r.messages(), (QStringList{"Please select a output folder and try again",
+                                            "Please select a output folder and try again"}));
+        QCOMPARE(r.platform.folders.titles.first(), QString("Please select output folder"));
+        QCOMPARE(r.platform.folders.roots.first(), QString("/"));
+        QVERIFY(r.tree().isEmpty());
+        QVERIFY(!r.form->prgSplit()->isVisible());
+    }
+
+    void moreRowsThanARunTakesIsAnOverflowBeforeAnyRow()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        QTableWidget* list = r.form->lvwTask();
+        const int rows = 32768;
+        list->setRowCount(rows);
+        for (int i = 3; i < rows; ++i) {
+            list->setItem(i, 0, new QTableWidgetItem(list->item(0, 0)->text()));
+            list->setItem(i, 1, new QTableWidgetItem("Sheet1"));
+        }
+        r.split();
+        QCOMPARE(r.messages().size(), 1);
+        QVERIFY(r.messages()[0].startsWith("Err Number: 6\r\n"));
+        QVERIFY(r.messages()[0].endsWith("Err Proc: mnuSplit_Click"));
+        QVERIFY(r.tree().isEmpty());
+    }
+
+    void aShortWorkbookNameIsReportedAndItsSheetsGoToTheChosenFolder()
+    {
+        Run r;
+        QCOMPARE(r.form->GetWorkbookShortName("Book1.xls"), QString("Book1"));
+        QCOMPARE(r.form->GetWorkbookShortName("Book1.xlsx"), QString("Book1."));
+        QCOMPARE(r.form->GetWorkbookShortName(".xls"), QString(""));
+        QVERIFY(r.messages().isEmpty());
+        QCOMPARE(r.form->GetWorkbookShortName("a.x"), QString());
+        QCOMPARE(r.messages().size(), 1);
+        QVERIFY(r.messages()[0].endsWith("Err Proc: GetWorkbookShortName"));
+
+        r.platform.messages.shown.clear();
+        r.add("hide01.xlsx", "abc");  // three characters: no short name
+        r.split();
+        QCOMPARE(r.messages().size(), 4);  // one report for each row, and the run goes on
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(r.messages()[i].endsWith("Err Proc: GetWorkbookShortName"));
+        QCOMPARE(r.messages()[3], QString("Mission complete!"));
+        QCOMPARE(r.tree(), (QStringList{"Sheet1.xls", "Sheet2.xls", "Sheet3.xls"}));
+    }
+};
+
+QTEST_MAIN(SplitRunTest)
+#include "tst_split_run.moc"
