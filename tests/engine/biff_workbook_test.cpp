@@ -8,6 +8,7 @@
 #include "excel/Workbook.h"
 #include "excel/Workbooks.h"
 #include "excel/Worksheets.h"
+#include "excel/biff/Formula.h"
 #include "excel/biff/Globals.h"
 #include "excel/biff/RecordTypes.h"
 #include "excel/biff/Records.h"
@@ -366,4 +367,59 @@ TEST(BiffCopy, CopyOfACopyIsTheSameSheet)
     const auto a = workbookStreamOf(saved(*first));
     const auto b = workbookStreamOf(saved(*second));
     EXPECT_EQ(a, b);
+}
+
+namespace {
+
+// For every cell formula of the one sheet at `sheetPos`: the texts of the
+// names its PtgName tokens point at, keyed by cell.
+std::map<std::pair<int, int>, std::vector<std::u16string>> namesUsedByCells(Bytes stream, std::size_t sheetPos,
+                                                                             std::size_t globalsEnd)
+{
+    std::vector<std::u16string> names;
+    for (const auto& [type, body] : recordsOf(stream.first(globalsEnd)))
+        if (type == rt::Name) {
+            std::u16string n;
+            std::size_t at = 14;
+            excel::biff::readStringNoCch(body, at, excel::biff::u8(body, 3), n);
+            names.push_back(n);
+        }
+    std::map<std::pair<int, int>, std::vector<std::u16string>> out;
+    for (auto& [type, body] : recordsOf(stream, sheetPos)) {
+        if (type == rt::Eof)
+            break;
+        if (type != rt::Formula)
+            continue;
+        std::span<std::byte> rgce(body.data() + 22, u16(body, 20));
+        excel::biff::FormulaVisitor v;
+        v.name = [&](std::span<std::byte> index) {
+            const std::size_t i = u16(index, 0);
+            out[{u16(body, 0), u16(body, 2)}].push_back(i >= 1 && i <= names.size() ? names[i - 1] : u"?");
+        };
+        excel::biff::walkFormula(rgce, v);
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(BiffCopy, NameIndicesFollowTheNamesLeftOut)
+{
+    // namesdemo.xls has names local to other sheets before the ones its
+    // third sheet uses, so the copy's NAME list is shorter and every index
+    // in the sheet's formulas moves.
+    const auto file = readFile(data("xlrd/namesdemo.xls"));
+    const auto srcStream = workbookStreamOf(file);
+    const auto sg = excel::biff::parseGlobals(srcStream, {"namesdemo.xls", "Workbook"});
+    auto src = open(std::make_shared<tb::MemorySource>(file), "namesdemo.xls");
+    for (std::size_t i = 0; i < src->worksheetNames().size(); ++i) {
+        SCOPED_TRACE(src->worksheetNames()[i]);
+        const auto copyStream = workbookStreamOf(saved(*src->copyWorksheet(i, kSource)));
+        const auto cg = excel::biff::parseGlobals(copyStream, {"copy.xls", "Workbook"});
+        const auto before = namesUsedByCells(srcStream, sg.sheets[i].position, sg.end);
+        const auto after = namesUsedByCells(copyStream, cg.sheets[0].position, cg.end);
+        EXPECT_EQ(after, before);
+        if (i == 2)
+            EXPECT_FALSE(before.empty());
+    }
 }

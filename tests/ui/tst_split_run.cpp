@@ -193,6 +193,7 @@ private slots:
                   {"-o", QString::fromStdString(cliOut.string()), QString::fromStdString((r.in / "Book1.xlsx").string()),
                    QString::fromStdString((r.in / "Budget.xlsx").string()),
                    QString::fromStdString((r.in / "Old.xls").string())});
+        QVERIFY2(cli.waitForStarted(), qPrintable(cli.errorString()));
         QVERIFY(cli.waitForFinished(60000));
         QCOMPARE(cli.exitCode(), 0);
 

@@ -48,11 +48,59 @@ bool isAscii(const std::string& s)
 
 }  // namespace
 
-ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(std::move(file)) {}
+constexpr std::size_t kBufferSize = 1u << 20;
+
+ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(std::move(file))
+{
+    buffer_.reserve(kBufferSize);
+}
+
+ZipWriter::~ZipWriter()
+{
+    for (z_stream* zs : {fast_, normal_}) {
+        if (zs != nullptr) {
+            deflateEnd(zs);
+            delete zs;
+        }
+    }
+}
+
+z_stream* ZipWriter::deflater(int level)
+{
+    z_stream*& zs = level == 1 ? fast_ : normal_;
+    if (zs != nullptr) {
+        deflateReset(zs);
+        return zs;
+    }
+    zs = new z_stream{};
+    if (deflateInit2(zs, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+        delete zs;
+        zs = nullptr;
+        throw engineError(file_, "cannot compress: zlib could not start");
+    }
+    return zs;
+}
+
+void ZipWriter::flush()
+{
+    if (!buffer_.empty()) {
+        sink_.write(buffer_);
+        buffer_.clear();
+    }
+}
 
 void ZipWriter::put(const void* data, std::size_t n)
 {
-    sink_.write(std::span<const std::byte>(static_cast<const std::byte*>(data), n));
+    const auto* p = static_cast<const std::byte*>(data);
+    if (buffer_.size() + n > kBufferSize) {
+        flush();
+        if (n >= kBufferSize) {
+            sink_.write(std::span<const std::byte>(p, n));
+            offset_ += n;
+            return;
+        }
+    }
+    buffer_.insert(buffer_.end(), p, p + n);
     offset_ += n;
 }
 
@@ -60,23 +108,20 @@ void ZipWriter::add(const std::string& name, std::string_view data)
 {
     if (data.size() >= kLimit32)
         throw engineError(file_, "the part '" + name + "' is too large to be written (4 GiB or more)");
-    z_stream zs{};
-    const int level = data.size() > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION;
-    if (deflateInit2(&zs, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
-        throw engineError(file_, "cannot compress the part '" + name + "': zlib could not start");
-    const uLong bound = deflateBound(&zs, static_cast<uLong>(data.size()));
-    std::vector<unsigned char> out(bound);
-    zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    zs.avail_in = static_cast<uInt>(data.size());
-    zs.next_out = out.data();
-    zs.avail_out = static_cast<uInt>(std::min<uLong>(bound, kLimit32));
-    const int rc = deflate(&zs, Z_FINISH);
-    const std::size_t produced = zs.total_out;
-    deflateEnd(&zs);
+    z_stream* zs = deflater(data.size() > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION);
+    const uLong bound = deflateBound(zs, static_cast<uLong>(data.size()));
+    if (compressed_.size() < bound)
+        compressed_.resize(bound);
+    zs->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    zs->avail_in = static_cast<uInt>(data.size());
+    zs->next_out = compressed_.data();
+    zs->avail_out = static_cast<uInt>(std::min<uLong>(bound, kLimit32));
+    const int rc = deflate(zs, Z_FINISH);
+    const std::size_t produced = zs->total_out;
     if (rc != Z_STREAM_END)
         throw engineError(file_, "cannot compress the part '" + name + "'");
     const auto crc = static_cast<std::uint32_t>(crc32_z(0L, reinterpret_cast<const Bytef*>(data.data()), data.size()));
-    addStored(name, 8, crc, data.size(), out.data(), produced);
+    addStored(name, 8, crc, data.size(), compressed_.data(), produced);
 }
 
 void ZipWriter::addRaw(const std::string& name, const RawEntry& raw)
@@ -150,6 +195,7 @@ void ZipWriter::finish()
     e.u32(static_cast<std::uint32_t>(start));
     e.u16(0);
     put(e.bytes().data(), e.bytes().size());
+    flush();
     finished_ = true;
 }
 

@@ -17,12 +17,17 @@
 #include <string_view>
 #include <vector>
 
+struct z_stream_s;
+
 namespace excel::zip {
 
 class ZipWriter {
 public:
     // `file` names the archive in errors.
     ZipWriter(tb::ByteSink& sink, std::string file);
+    ~ZipWriter();
+    ZipWriter(const ZipWriter&) = delete;
+    ZipWriter& operator=(const ZipWriter&) = delete;
 
     // Deflates `data` and adds it as `name`.
     void add(const std::string& name, std::string_view data);
@@ -43,12 +48,20 @@ private:
     void addStored(const std::string& name, std::uint16_t method, std::uint32_t crc, std::uint64_t size,
                    const void* data, std::uint64_t compressedSize);
     void put(const void* data, std::size_t n);
+    void flush();
+    z_stream_s* deflater(int level);
 
     tb::ByteSink& sink_;
     std::string file_;
     std::uint64_t offset_ = 0;
     std::vector<Central> central_;
     bool finished_ = false;
+    // Small writes are gathered so that a file gets few large writes; the
+    // deflate states and their output buffer are kept from part to part.
+    std::vector<std::byte> buffer_;
+    std::vector<unsigned char> compressed_;
+    z_stream_s* fast_ = nullptr;
+    z_stream_s* normal_ = nullptr;
 };
 
 }  // namespace excel::zip
