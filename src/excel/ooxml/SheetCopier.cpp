@@ -5,6 +5,7 @@
 #include "PartName.h"
 #include "ReferenceExternalizer.h"
 #include "SharedStrings.h"
+#include "WorkbookPart.h"
 #include "Xml.h"
 #include "excel/EngineError.h"
 #include "excel/formula/CellRange.h"
@@ -19,8 +20,6 @@
 namespace excel::ooxml {
 
 namespace {
-
-constexpr const char* kRelNs = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
 
 bool isSheetKind(std::string_view k)
 {
@@ -39,28 +38,6 @@ bool isFormulaAttribute(std::string_view local)
 {
     return local == "fmlaLink" || local == "fmlaRange" || local == "fmlaTxbx" || local == "fmlaGroup" ||
            local == "textlink";
-}
-
-template <class Fn>
-void walkElements(pugi::xml_node n, Fn&& fn)
-{
-    // Iterative, so that deep documents cannot exhaust the stack.
-    pugi::xml_node cur = n.first_child();
-    while (cur) {
-        if (cur.type() == pugi::node_element)
-            fn(cur);
-        if (cur.first_child() && cur.type() == pugi::node_element) {
-            cur = cur.first_child();
-            continue;
-        }
-        while (cur && !cur.next_sibling()) {
-            cur = cur.parent();
-            if (cur == n)
-                return;
-        }
-        if (cur)
-            cur = cur.next_sibling();
-    }
 }
 
 std::string rootAttr(const SourcePackage& src, const std::string& part, const char* attr)
@@ -324,131 +301,21 @@ private:
     }
 
     // ---- workbook.xml
-    std::string relPrefix(pugi::xml_node root)
-    {
-        for (auto a = root.first_attribute(); a; a = a.next_attribute()) {
-            const std::string_view n = a.name();
-            if (n.rfind("xmlns:", 0) == 0 && std::string_view(a.value()) == kRelNs)
-                return std::string(n.substr(6));
-        }
-        root.append_attribute("xmlns:r").set_value(kRelNs);
-        return "r";
-    }
-
     void rewriteWorkbook(pugi::xml_document& doc)
     {
-        auto root = doc.document_element();
-        std::string wbPrefix;
-        if (const std::string_view n = root.name(); n.find(':') != std::string_view::npos)
-            wbPrefix = std::string(n.substr(0, n.find(':') + 1));
-
-        // The one sheet, visible.
-        if (auto sheets = child(root, "sheets")) {
-            for (auto s = sheets.first_child(); s;) {
-                auto next = s.next_sibling();
-                if (s.type() == pugi::node_element) {
-                    auto rid = relId(s);
-                    if (!rid || rid.value() != sheet_->relId)
-                        sheets.remove_child(s);
-                    else
-                        s.remove_attribute("state");
-                }
-                s = next;
-            }
-        }
-        if (auto views = child(root, "bookViews")) {
-            for (auto v = views.first_child(); v; v = v.next_sibling()) {
-                v.remove_attribute("activeTab");
-                v.remove_attribute("firstSheet");
-            }
-        }
-
-        // Names: the sheet's own, re-scoped; workbook names it uses; no others.
-        auto names = child(root, "definedNames");
-        std::set<std::string> ownLocal;
-        std::vector<pugi::xml_node> globals;
-        if (names) {
-            const std::string pos = std::to_string(sheetPos_);
-            for (auto d = names.first_child(); d;) {
-                auto next = d.next_sibling();
-                if (d.type() == pugi::node_element) {
-                    if (auto ls = d.attribute("localSheetId")) {
-                        if (std::string_view(ls.value()) == pos) {
-                            ls.set_value("0");
-                            ownLocal.insert(foldName(d.attribute("name").value()));
-                            rewriteText(d);
-                        } else {
-                            names.remove_child(d);
-                        }
-                    } else {
-                        globals.push_back(d);
-                    }
-                }
-                d = next;
-            }
-            std::vector<bool> keep(globals.size(), false);
-            for (bool grew = true; grew;) {
-                grew = false;
-                for (std::size_t i = 0; i < globals.size(); ++i) {
-                    const std::string n = foldName(globals[i].attribute("name").value());
-                    if (keep[i] || ownLocal.count(n) || !ex_->namesUsed().count(n))
-                        continue;
-                    keep[i] = true;
-                    grew = true;
-                    rewriteText(globals[i]);
-                }
-            }
-            for (std::size_t i = 0; i < globals.size(); ++i) {
-                if (!keep[i])
-                    names.remove_child(globals[i]);
-            }
-        }
-
-        // The link to the source, when formulas reach its other sheets.
-        if (ex_->anyExternalized()) {
-            linkRelId_ = freshRelId();
-            auto refs = child(root, "externalReferences");
-            if (!refs) {
-                pugi::xml_node before;
-                for (auto c = root.first_child(); c; c = c.next_sibling()) {
-                    const auto ln = localName(c);
-                    if (ln == "definedNames" || ln == "calcPr" || ln == "oleSize" || ln == "customWorkbookViews" ||
-                        ln == "pivotCaches" || ln == "smartTagPr" || ln == "smartTagTypes" || ln == "webPublishing" ||
-                        ln == "fileRecoveryPr" || ln == "webPublishObjects" || ln == "extLst") {
-                        before = c;
-                        break;
-                    }
-                }
-                const std::string tag = wbPrefix + "externalReferences";
-                refs = before ? root.insert_child_before(tag.c_str(), before) : root.append_child(tag.c_str());
-            }
-            auto r = refs.append_child((wbPrefix + "externalReference").c_str());
-            r.append_attribute((relPrefix(root) + ":id").c_str()).set_value(linkRelId_.c_str());
-        }
-
-        // Anything that names a relationship the copy no longer has goes.
-        std::set<std::string> keptIds;
+        WorkbookRewrite how;
+        how.sheetRelId = sheet_->relId;
+        how.sheetPosition = sheetPos_;
         for (const auto& r : wbRels_)
-            keptIds.insert(r.id);
-        if (!linkRelId_.empty())
-            keptIds.insert(linkRelId_);
-        std::vector<pugi::xml_node> drop;
-        walkElements(root, [&](pugi::xml_node e) {
-            if (auto a = relId(e); a && !keptIds.count(a.value()))
-                drop.push_back(e);
-        });
-        for (auto e : drop) {
-            auto parent = e.parent();
-            parent.remove_child(e);
-            // Containers left empty go too: <pivotCaches/>, <x14:slicerCaches/>, their <ext>.
-            while (parent && parent != root && !parent.first_child()) {
-                auto up = parent.parent();
-                up.remove_child(parent);
-                parent = up;
-            }
-        }
-        if (names && !names.first_child())
-            root.remove_child(names);
+            how.keptRelIds.insert(r.id);
+        how.rewriteFormula = [this](pugi::xml_node e) { return rewriteText(e); };
+        how.nameUsed = [this](const std::string& folded) { return ex_->namesUsed().count(folded) != 0; };
+        how.linkRelId = [this]() {
+            if (ex_->anyExternalized() && linkRelId_.empty())
+                linkRelId_ = freshRelId();
+            return linkRelId_;
+        };
+        rewriteWorkbookPart(doc, how);
     }
 
     std::string freshRelId()

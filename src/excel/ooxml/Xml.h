@@ -25,6 +25,29 @@ pugi::xml_node child(const pugi::xml_node& n, std::string_view local);
 // The attribute in the relationships namespace ("r:id" under any prefix).
 pugi::xml_attribute relId(const pugi::xml_node& n);
 
+// Calls fn on every element below n, in document order, without recursion so
+// that deep documents cannot exhaust the stack.
+template <class Fn>
+void walkElements(pugi::xml_node n, Fn&& fn)
+{
+    pugi::xml_node cur = n.first_child();
+    while (cur) {
+        if (cur.type() == pugi::node_element)
+            fn(cur);
+        if (cur.first_child() && cur.type() == pugi::node_element) {
+            cur = cur.first_child();
+            continue;
+        }
+        while (cur && !cur.next_sibling()) {
+            cur = cur.parent();
+            if (cur == n)
+                return;
+        }
+        if (cur)
+            cur = cur.next_sibling();
+    }
+}
+
 // Escapes text for an attribute value or element content.
 std::string xmlEscape(std::string_view s);
 
