@@ -40,8 +40,7 @@ bool textToBoolean(const QString& text)
 
     if (const auto v = numericValue(t))
         return *v != 0.0;
-    throw tb::Error(tb::err::TypeMismatch,
-                    "Type mismatch: '" + text.toStdString() + "' is neither a number nor True or False.");
+    throw tb::Error(tb::err::TypeMismatch, "Type mismatch");
 }
 
 }  // namespace app

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QFrame>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPixmap>
@@ -47,6 +48,11 @@ frmAbout::frmAbout(app::Globals& g, QWidget* parent) : QDialog(parent), g_(g)
     setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
                    Qt::MSWindowsFixedSizeDialogHint);
     setFixedSize(twipsToPixelsX(*this, 5670), twipsToPixelsY(*this, 4245));
+    // The dialog's texts are laid out for 8.25-point type; at the desktop's
+    // usual 9 or 10 points "System Info..." would not fit its button.
+    QFont small = font();
+    small.setPointSizeF(8.25);
+    setFont(small);
     auto place = [this](QWidget* w, int x, int y, int wd, int ht) {
         w->setGeometry(twipsToPixelsX(*this, x), twipsToPixelsY(*this, y), twipsToPixelsX(*this, wd),
                        twipsToPixelsY(*this, ht));
@@ -62,7 +68,7 @@ frmAbout::frmAbout(app::Globals& g, QWidget* parent) : QDialog(parent), g_(g)
     cmdOK_ = new QPushButton(QStringLiteral("OK"), this);
     cmdOK_->setObjectName(QStringLiteral("cmdOK"));
     place(cmdOK_, 4245, 2880, 1260, 345);
-    cmdOK_->setDefault(true);  // Enter presses it; Esc closes the dialog the same way
+    cmdOK_->setDefault(true);  // Enter presses it, and so does Esc (keyPressEvent)
     cmdSysInfo_ = new QPushButton(QStringLiteral("&System Info..."), this);
     cmdSysInfo_->setObjectName(QStringLiteral("cmdSysInfo"));
     cmdSysInfo_->setAutoDefault(false);
@@ -83,14 +89,17 @@ frmAbout::frmAbout(app::Globals& g, QWidget* parent) : QDialog(parent), g_(g)
     lblDisclaimer_->setWordWrap(true);
     lblDisclaimer_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
-    // The etched rule between the text and the buttons: a grey line over a white one.
-    auto rule = [&](int y, const char* colour) {
+    // The etched rule between the text and the buttons: a grey line with a
+    // white one of double width just below it.
+    auto rule = [&](const char* name, int x1, int y, int x2, int width, const char* colour) {
         auto* line = new QFrame(this);
-        line->setGeometry(twipsToPixelsX(*this, 90), twipsToPixelsY(*this, y), twipsToPixelsX(*this, 5654 - 90), 1);
+        line->setObjectName(QString::fromLatin1(name));
+        const int left = twipsToPixelsX(*this, x1);
+        line->setGeometry(left, twipsToPixelsY(*this, y), twipsToPixelsX(*this, x2) - left + 1, width);
         line->setStyleSheet(QStringLiteral("background-color: %1;").arg(QLatin1String(colour)));
     };
-    rule(2445, "#808080");
-    rule(2460, "#ffffff");
+    rule("Line1_1", 90, 2445, 5654, 1, "#808080");
+    rule("Line1_0", 105, 2460, 5654, 2, "#ffffff");
 
     connect(cmdOK_, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
     connect(cmdSysInfo_, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
@@ -133,6 +142,15 @@ void frmAbout::SetLinkStyle(QLabel* lblLink)
     lblLink->adjustSize();
 }
 
+void frmAbout::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        cmdOK_->click();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
 bool frmAbout::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::MouseButtonRelease && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
@@ -164,7 +182,7 @@ void frmAbout::lblTechnicalSupport_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("lblTechnicalSupport_Click"), [&] {
         if (!g_.gMainForm)
-            throw tb::Error(91, "Object variable not set: the main window is not there.");
+            throw tb::Error(91, "Object variable or With block variable not set");
         g_.gMainForm->mnuSupport_Click();
     });
 }
@@ -173,7 +191,7 @@ void frmAbout::lblVisitHomePage_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("lblVisitHomePage_Click"), [&] {
         if (!g_.gMainForm)
-            throw tb::Error(91, "Object variable not set: the main window is not there.");
+            throw tb::Error(91, "Object variable or With block variable not set");
         g_.gMainForm->mnuVisitHomePage_Click();
     });
 }

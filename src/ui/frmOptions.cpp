@@ -8,6 +8,7 @@
 
 #include <QCheckBox>
 #include <QGroupBox>
+#include <QKeyEvent>
 #include <QPushButton>
 
 namespace ui {
@@ -53,7 +54,25 @@ frmOptions::frmOptions(app::Globals& g, QWidget* parent) : QDialog(parent), g_(g
     setTabOrder(cmdCancel_, cmdApply_);
     setTabOrder(cmdApply_, chkDisplayExcelAlerts_);
     setTabOrder(chkDisplayExcelAlerts_, chkDisplayExcel_);
-    cmdOK_->setFocus();
+    cmdOK_->setFocus();  // the first of the tab order
+}
+
+app::clsSetting& frmOptions::store() const
+{
+    if (!g_.gSetting)
+        throw tb::Error(91, "Object variable or With block variable not set");
+    return *g_.gSetting;
+}
+
+// Esc presses Cancel, as the button's own click would; the close box goes
+// the plain way of reject(), which writes nothing either.
+void frmOptions::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        cmdCancel_->click();
+        return;
+    }
+    QDialog::keyPressEvent(event);
 }
 
 void frmOptions::Form_Load()
@@ -64,17 +83,18 @@ void frmOptions::Form_Load()
 
 void frmOptions::LoadCheckState(QCheckBox* chkBox, const QString& KeyName)
 {
-    QString text;
-    g_.gSetting->GetSetting(KeyName, text);
+    QString text;  // an absent key leaves it empty, which checks nothing
+    store().GetSetting(KeyName, text);
     const auto value = app::numericValue(text);
     chkBox->setChecked(value && *value == 1.0);
 }
 
 void frmOptions::SaveOptions()
 {
-    g_.gSetting->SetSetting(QStringLiteral("DisplayExcel"), chkDisplayExcel_->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
-    g_.gSetting->SetSetting(QStringLiteral("DisplayExcelAlerts"),
-                            chkDisplayExcelAlerts_->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+    // The box's value in decimal digits; a key the file lacks stays absent.
+    auto text = [](const QCheckBox* box) { return box->isChecked() ? QStringLiteral("1") : QStringLiteral("0"); };
+    store().SetSetting(QStringLiteral("DisplayExcel"), text(chkDisplayExcel_));
+    store().SetSetting(QStringLiteral("DisplayExcelAlerts"), text(chkDisplayExcelAlerts_));
 }
 
 // The buttons' procedures have no caller to hand a failure to; it is

@@ -7,11 +7,13 @@
 
 class QCheckBox;
 class QGroupBox;
+class QKeyEvent;
 class QPushButton;
 
 namespace app {
 struct Globals;
-}
+class clsSetting;
+}  // namespace app
 
 namespace ui {
 
@@ -34,7 +36,12 @@ public slots:
     void cmdCancel_Click();
     void cmdApply_Click();
 
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
+    // gSetting, or error 91 when there is none.
+    app::clsSetting& store() const;
     void LoadCheckState(QCheckBox* chkBox, const QString& KeyName);
     void SaveOptions();
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -29,23 +30,36 @@ public:
 
 class FakeForm final : public app::MainFormHandle {
 public:
-    explicit FakeForm(std::function<void()> duringShow, std::vector<std::string>& log)
-        : duringShow_(std::move(duringShow)), log_(log)
+    FakeForm(std::function<void()> duringShow, std::function<void()> onRelease, bool unloadFails,
+             std::vector<std::string>& log)
+        : duringShow_(std::move(duringShow)), onRelease_(std::move(onRelease)), unloadFails_(unloadFails), log_(log)
     {
     }
-    ~FakeForm() override { log_.push_back("form released"); }
+    ~FakeForm() override
+    {
+        log_.push_back("form released");
+        if (onRelease_)
+            onRelease_();
+    }
     void Show() override
     {
         log_.push_back("form shown");
         if (duringShow_)
             duringShow_();
     }
-    void Unload() override { log_.push_back("form unloaded"); }
+    void Unload() override
+    {
+        log_.push_back("form unloaded");
+        if (unloadFails_)
+            throw tb::Error(5, "Invalid procedure call or argument");
+    }
     void mnuSupport_Click() override {}
     void mnuVisitHomePage_Click() override {}
 
 private:
     std::function<void()> duringShow_;
+    std::function<void()> onRelease_;
+    bool unloadFails_;
     std::vector<std::string>& log_;
 };
 
@@ -55,6 +69,8 @@ struct MainFixture : ::testing::Test {
     RecordingObserver observer;
     std::vector<std::string> log;
     std::function<void(app::Globals&)> duringShow;
+    std::function<void()> onFormRelease;
+    bool unloadFails = false;
     bool engineFails = false;
     bool engineMade = false;
     bool visibleAtStart = false, alertsAtStart = true, screenUpdating = false, askToUpdateLinks = true;
@@ -83,19 +99,29 @@ struct MainFixture : ::testing::Test {
             alertsAtStart = gl.gExcelApp->DisplayAlerts();
             screenUpdating = gl.gExcelApp->ScreenUpdating();
             askToUpdateLinks = gl.gExcelApp->AskToUpdateLinks();
-            return std::make_unique<FakeForm>([this, &gl] { if (duringShow) duringShow(gl); }, log);
+            return std::make_unique<FakeForm>([this, &gl] { if (duringShow) duringShow(gl); }, onFormRelease,
+                                              unloadFails, log);
         };
         app::Main(g, hooks);
         helpFile = g.helpFile;
+        // What Main itself left standing, before the process's own end.
+        formLeft = g.gMainForm != nullptr;
+        settingsLeft = g.gSetting != nullptr;
+        engineLeft = g.gExcelApp != nullptr;
+        logAtReturn = log;
     }
+    std::vector<std::string> logAtReturn;
     QString helpFile;
+    bool formLeft = false, settingsLeft = false, engineLeft = false;
 };
 
 TEST_F(MainFixture, ANormalRunConfiguresTheEngineAndTearsDownInOrder)
 {
     writeConfig({u"DisplayExcel=1", u"DisplayExcelAlerts=0", u"frmMainCaption=Tamberlin"});
+    const auto original = config();
     duringShow = [](app::Globals& g) { g.gSetting->SetSetting("frmMainCaption", "Changed"); };
-    std::vector<char> atShutDown;
+    std::vector<char> atFormRelease, atShutDown;
+    onFormRelease = [&] { atFormRelease = config(); };
     observer.onShutDown = [&] { atShutDown = config(); };
     runMain();
 
@@ -107,8 +133,10 @@ TEST_F(MainFixture, ANormalRunConfiguresTheEngineAndTearsDownInOrder)
     EXPECT_EQ(log, (std::vector<std::string>{"form shown", "form unloaded", "form released"}));
     EXPECT_EQ(observer.log.back(), "Shut down");
     const auto expected = utf16File({u"DisplayExcel=1", u"DisplayExcelAlerts=0", u"frmMainCaption=Changed"});
+    EXPECT_EQ(atFormRelease, original) << "the window goes before the settings are written";
     EXPECT_EQ(atShutDown, expected) << "the settings are written before the engine is shut down";
     EXPECT_EQ(config(), expected);
+    EXPECT_FALSE(formLeft || settingsLeft || engineLeft) << "Main releases all three";
     EXPECT_EQ(helpFile, QString::fromStdString((dir / "help" / "help.chm").string()));
 }
 
@@ -116,10 +144,10 @@ TEST_F(MainFixture, AMissingSettingsFileEndsWithMainsReportAndNoEngine)
 {
     runMain();
     ASSERT_EQ(platform.messages.shown.size(), 1u);
-    const QString text = platform.messages.shown[0].text;
-    EXPECT_TRUE(text.startsWith("Err Number: 53\r\nErr Description: ")) << text.toStdString();
-    EXPECT_TRUE(text.contains("Config.cfg"));
-    EXPECT_FALSE(text.contains("Err Proc"));
+    const std::string path = (dir / "Config" / "Config.cfg").string();
+    EXPECT_EQ(platform.messages.shown[0].text.toStdString(),
+              "Err Number: 53\r\nErr Description: Cannot open the file '" + path + "': it does not exist.");
+    EXPECT_EQ(platform.messages.shown[0].style, 0);
     EXPECT_FALSE(engineMade);
     EXPECT_TRUE(log.empty());
 }
@@ -139,9 +167,9 @@ TEST_F(MainFixture, DisplayExcelAbsentIsATypeMismatchAndNoWindowOpens)
 {
     writeConfig({u"DisplayExcelAlerts=1"});
     runMain();
-    ASSERT_EQ(platform.messages.shown.size(), 1u);
-    EXPECT_TRUE(platform.messages.shown[0].text.startsWith("Err Number: 13\r\nErr Description: "));
+    EXPECT_EQ(platform.messages.texts(), QStringList{"Err Number: 13\r\nErr Description: Type mismatch"});
     EXPECT_TRUE(log.empty());
+    EXPECT_FALSE(visibleAtStart);
 }
 
 TEST_F(MainFixture, TheWordTrueIsAcceptedAndAnAbsentAlertsKeyFollowsDisplayExcel)
@@ -157,9 +185,23 @@ TEST_F(MainFixture, AnUnconvertibleAlertsTextStopsStartUp)
 {
     writeConfig({u"DisplayExcel=0", u"DisplayExcelAlerts=maybe"});
     runMain();
-    ASSERT_EQ(platform.messages.shown.size(), 1u);
-    EXPECT_TRUE(platform.messages.shown[0].text.startsWith("Err Number: 13\r\n"));
+    EXPECT_EQ(platform.messages.texts(), QStringList{"Err Number: 13\r\nErr Description: Type mismatch"});
     EXPECT_TRUE(log.empty());
+    EXPECT_TRUE(engineMade);
+    EXPECT_TRUE(engineLeft && settingsLeft) << "Main's report releases nothing";
+}
+
+TEST_F(MainFixture, AFailureInTheTeardownSkipsTheRestOfIt)
+{
+    writeConfig({u"DisplayExcel=0", u"DisplayExcelAlerts=0", u"frmMainCaption=Tamberlin"});
+    unloadFails = true;
+    runMain();
+    EXPECT_EQ(platform.messages.texts(),
+              QStringList{"Err Number: 5\r\nErr Description: Invalid procedure call or argument"});
+    EXPECT_EQ(logAtReturn, (std::vector<std::string>{"form shown", "form unloaded"}));
+    EXPECT_TRUE(formLeft && settingsLeft && engineLeft);
+    EXPECT_TRUE(std::find(observer.log.begin(), observer.log.end(), "Shut down") == observer.log.end())
+        << "the engine is not shut down after the report";
 }
 
 TEST_F(MainFixture, AnEngineThatCannotBeMadeGivesExactlyOneMessage)

@@ -133,6 +133,33 @@ TEST_F(SettingsFixture, AnEmptyFileGivesAnEmptyTableAndIsWrittenBackWithNoLines)
     EXPECT_TRUE(box.shown.empty());
 }
 
+TEST_F(SettingsFixture, TheShippedFileHoldsEveryKeyInTheFormTheStoreWrites)
+{
+    std::filesystem::copy_file(std::filesystem::path(TB_SOURCE_DIR) / "Config" / "Config.cfg", file);
+    const auto shipped = readBytes(file);
+    {
+        app::clsSetting s(path(), box);
+        QString v;
+        for (const char* key : {"DisplayExcel", "DisplayExcelAlerts", "frmMainCaption", "HomePage", "SupportEmail",
+                                "ErrCantSetfrmMainCaption", "ErrCantInitImageList", "ErrCantInitToolbar",
+                                "ErrCantInitListView", "ErrCantOpenWorkbook"}) {
+            v.clear();
+            EXPECT_EQ(s.GetSetting(key, v), 1) << key;
+            EXPECT_FALSE(v.isEmpty()) << key;
+        }
+        s.GetSetting("DisplayExcel", v);
+        EXPECT_EQ(v, "0");
+        s.GetSetting("DisplayExcelAlerts", v);
+        EXPECT_EQ(v, "0");
+        s.GetSetting("SupportEmail", v);
+        EXPECT_TRUE(v.startsWith("mailto:"));
+        s.GetSetting("HomePage", v);
+        EXPECT_TRUE(v.startsWith("https://"));
+    }
+    EXPECT_TRUE(box.shown.empty());
+    EXPECT_EQ(readBytes(file), shipped) << "UTF-16LE with its mark, CR LF, no empty line: as the store writes it";
+}
+
 TEST(TextStream, LineEndsAndByteOrderMarks)
 {
     auto lines = [](std::vector<unsigned char> raw) {

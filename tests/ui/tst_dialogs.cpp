@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QFrame>
 #include <QLabel>
 #include <QPushButton>
 #include <QTimer>
@@ -79,6 +80,8 @@ private slots:
     void applyStaysOpenAndCancelKeepsWhatWasApplied()
     {
         support::WindowFixture w({}, configWith(u"0", u"0"));
+        const fs::path file = w.dir / "Config" / "Config.cfg";
+        const auto fileBefore = support::readBytes(file);
         const bool visibleBefore = w.g->gExcelApp->Visible();
         bool stillOpenAfterApply = false;
         whenOpen<ui::frmOptions>([&](ui::frmOptions* d) {
@@ -94,17 +97,39 @@ private slots:
         QCOMPARE(setting(w, "DisplayExcelAlerts"), QString("0"));
         QCOMPARE(w.g->gExcelApp->Visible(), visibleBefore);  // the running engine is not touched
 
-        // A fresh dialog reads the store anew; Esc writes nothing.
+        // A fresh dialog reads the store anew; Esc presses Cancel and writes nothing.
         bool shownChecked = false;
+        int cancelClicks = 0;
         whenOpen<ui::frmOptions>([&](ui::frmOptions* d) {
             shownChecked = d->chkDisplayExcel()->isChecked();
+            connect(d->cmdCancel(), &QPushButton::clicked, [&] { ++cancelClicks; });
             d->chkDisplayExcel()->setChecked(false);
             QTest::keyClick(d, Qt::Key_Escape);
         });
         w.form->mnuSettings_Click();
         QVERIFY(shownChecked);
+        QCOMPARE(cancelClicks, 1);
         QCOMPARE(setting(w, "DisplayExcel"), QString("1"));
+
+        // The close box writes nothing either; Enter presses no button.
+        bool openAfterEnter = false;
+        whenOpen<ui::frmOptions>([&](ui::frmOptions* d) {
+            d->chkDisplayExcel()->setChecked(false);
+            d->chkDisplayExcelAlerts()->setChecked(true);
+            QTest::keyClick(d, Qt::Key_Return);
+            openAfterEnter = d->isVisible();
+            d->close();
+        });
+        w.form->mnuSettings_Click();
+        QVERIFY(openAfterEnter);
+        QCOMPARE(setting(w, "DisplayExcel"), QString("1"));
+        QCOMPARE(setting(w, "DisplayExcelAlerts"), QString("0"));
         QVERIFY(w.messages().isEmpty());
+
+        // The file learns of it only when the store is released at the end.
+        QVERIFY(support::readBytes(file) == fileBefore);
+        w.g->gSetting.reset();
+        QVERIFY(support::readBytes(file) == support::utf16File(configWith(u"1", u"0")));
     }
 
     void anAbsentKeyLeavesNoTrace()
@@ -149,6 +174,16 @@ private slots:
         } while (at != d.cmdOK());
         QCOMPARE(order, (QStringList{"cmdOK", "cmdCancel", "cmdApply", "chkDisplayExcelAlerts", "chkDisplayExcel"}));
         QCOMPARE(d.minimumSize(), d.maximumSize());
+        // 5055 x 3540 twips of client area; the boxes stand inside the frame.
+        QCOMPARE(d.width(), (5055 * d.logicalDpiX() + 720) / 1440);
+        QCOMPARE(d.height(), (3540 * d.logicalDpiY() + 720) / 1440);
+        QCOMPARE(d.chkDisplayExcel()->parentWidget()->objectName(), QString("FrameOption"));
+        QCOMPARE(d.chkDisplayExcelAlerts()->parentWidget()->objectName(), QString("FrameOption"));
+        QVERIFY(d.windowFlags() & Qt::WindowCloseButtonHint);
+        QVERIFY(!(d.windowFlags() & (Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint)));
+        d.show();
+        QVERIFY(QTest::qWaitForWindowActive(&d));
+        QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(d.cmdOK()));
     }
 
     void theAboutDialogShowsTheProgramAndItsLinksReachTheMainWindow()
@@ -188,12 +223,86 @@ private slots:
     {
         support::WindowFixture w;
         bool seen = false;
-        whenOpen<ui::frmAbout>([](ui::frmAbout* d) { QTest::keyClick(d, Qt::Key_Escape); }, &seen);
+        int okClicks = 0;
+        whenOpen<ui::frmAbout>([&](ui::frmAbout* d) {
+            connect(d->cmdOK(), &QPushButton::clicked, [&] { ++okClicks; });
+            QTest::keyClick(d, Qt::Key_Escape);
+        }, &seen);
         QAction byName("About");
         byName.setObjectName("mnuAbout_Click");
         w.form->tlbMain_ButtonClick(&byName);
         QVERIFY(seen);
+        QCOMPARE(okClicks, 1);  // Esc presses OK, which is the cancel button too
         QVERIFY(w.messages().isEmpty());
+    }
+
+    void theAboutDialogLoadsItsPicturesAndDrawsTheRule()
+    {
+        support::WindowFixture w;
+        w.platform.pictures.loaded.clear();
+        ui::frmAbout d(*w.g);
+        d.Form_Load();
+        // The cursor is loaded anew for each link, and before the icon.
+        const QString icon = QString::fromStdString((w.dir / "Icon").string());
+        QCOMPARE(w.platform.pictures.loaded,
+                 (QStringList{icon + "/hand.cur", icon + "/hand.cur", icon + "/AppMain.ico"}));
+        for (QLabel* link : {d.lblVisitHomePage(), d.lblTechnicalSupport()}) {
+            QCOMPARE(link->cursor().shape(), Qt::BitmapCursor);
+            QCOMPARE(link->cursor().hotSpot(), QPoint(12, 1));  // the hot spot hand.cur gives
+            QCOMPARE(link->cursor().pixmap().size(), QSize(32, 32));
+        }
+        QVERIFY(!d.picIcon()->pixmap().isNull());
+        QVERIFY(d.cmdOK()->isDefault());
+        auto* grey = d.findChild<QFrame*>("Line1_1");
+        auto* white = d.findChild<QFrame*>("Line1_0");
+        QVERIFY(grey && white);
+        QCOMPARE(white->y(), grey->y() + 1);  // the white line lies just below the grey one
+        QCOMPARE(white->height(), 2);
+        QVERIFY(grey->y() > d.lblVisitHomePage()->y() && grey->y() < d.cmdOK()->y());
+        QCOMPARE(d.width(), (5670 * d.logicalDpiX() + 720) / 1440);
+        QCOMPARE(d.height(), (4245 * d.logicalDpiY() + 720) / 1440);
+    }
+
+    void aFailureInsideAButtonProcedureIsReportedUnderItsName()
+    {
+        support::WindowFixture w;
+        const QString notSet = "Err Number: 91\r\nErr Description: Object variable or With block variable not set";
+        bool openAfterApply = false, openAfterOk = false;
+        whenOpen<ui::frmOptions>([&](ui::frmOptions* d) {
+            std::unique_ptr<app::clsSetting> store(std::move(w.g->gSetting));
+            d->cmdApply()->click();
+            openAfterApply = d->isVisible();
+            d->cmdOK()->click();
+            openAfterOk = d->isVisible();  // the rest of the procedure is skipped
+            w.g->gSetting = std::move(store);
+            d->cmdCancel()->click();
+        });
+        w.form->mnuSettings_Click();
+        QVERIFY(openAfterApply && openAfterOk);
+        QCOMPARE(w.messages(), (QStringList{notSet + "\r\nErr Proc: cmdApply_Click", notSet + "\r\nErr Proc: cmdOK_Click"}));
+
+        // A failure while the dialog loads reaches the menu's handler, and no dialog opens.
+        w.platform.messages.shown.clear();
+        std::unique_ptr<app::clsSetting> store(std::move(w.g->gSetting));
+        bool seen = true;
+        whenOpen<ui::frmOptions>([](ui::frmOptions* d) { d->reject(); }, &seen);
+        w.form->mnuSettings_Click();
+        QCoreApplication::processEvents();
+        w.g->gSetting = std::move(store);
+        QVERIFY(!seen);
+        QCOMPARE(w.messages(), QStringList{notSet + "\r\nErr Proc: mnuSettings_Click"});
+
+        // The about dialog's links without the main window.
+        w.platform.messages.shown.clear();
+        ui::frmAbout d(*w.g);
+        d.Form_Load();
+        std::unique_ptr<app::MainFormHandle> mainForm(std::move(w.g->gMainForm));
+        QTest::mouseClick(d.lblVisitHomePage(), Qt::LeftButton);
+        QTest::mouseClick(d.lblTechnicalSupport(), Qt::LeftButton);
+        w.g->gMainForm = std::move(mainForm);
+        QCOMPARE(w.messages(), (QStringList{notSet + "\r\nErr Proc: lblVisitHomePage_Click",
+                                            notSet + "\r\nErr Proc: lblTechnicalSupport_Click"}));
+        QVERIFY(w.platform.shellService.opened.isEmpty());
     }
 
     void theDesktopLookupFindsAnInstalledInformationTool()
@@ -214,6 +323,36 @@ private slots:
         QCOMPARE(v.data, QByteArray::fromStdString(tool.string()) + QByteArray(1, '\0'));
         QCOMPARE(lookup.query("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Shared Tools Location", "MSINFO").status,
                  platform::reg::NotFound);
+    }
+
+    void theDesktopLookupPrefersHardinfoThenGnomeThenKde()
+    {
+        support::TempDir bin;
+        const QByteArray oldPath = qgetenv("PATH");
+        qputenv("PATH", QByteArray::fromStdString(bin.path().string()));
+        platform::qt::SystemLookup lookup;
+        const QString key = "SOFTWARE\\Microsoft\\Shared Tools\\MSINFO";
+        auto found = [&] {
+            const auto v = lookup.query("HKEY_LOCAL_MACHINE", key, "PATH");
+            return v.status == platform::reg::Success ? fs::path(v.data.chopped(1).toStdString()).filename().string()
+                                                      : std::string("none");
+        };
+        for (const char* tool : {"kinfocenter", "gnome-system-monitor", "hardinfo"}) {
+            support::writeBytes(bin / tool, {'#', '!', '/', 'b', 'i', 'n', '/', 's', 'h', '\n'});
+            fs::permissions(bin / tool, fs::perms::owner_all);
+        }
+        const std::string first = found();
+        fs::remove(bin / "hardinfo");
+        const std::string second = found();
+        fs::remove(bin / "gnome-system-monitor");
+        const std::string third = found();
+        fs::remove(bin / "kinfocenter");
+        const std::string none = found();
+        qputenv("PATH", oldPath);
+        QCOMPARE(first, std::string("hardinfo"));
+        QCOMPARE(second, std::string("gnome-system-monitor"));
+        QCOMPARE(third, std::string("kinfocenter"));
+        QCOMPARE(none, std::string("none"));
     }
 
     void aMissingAboutIconIsReportedAndTheDialogDoesNotOpen()

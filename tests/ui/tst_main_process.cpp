@@ -2,6 +2,7 @@
 // close the window as a user would, and find the settings file rewritten.
 
 #include "app/MainProc.h"
+#include "platform/qt/QtPlatform.h"
 #include "support/ScriptedPlatform.h"
 #include "support/AppFolder.h"
 #include "ui/EngineWindow.h"
@@ -11,6 +12,8 @@
 #include <QApplication>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 #include <QtTest>
 
@@ -87,6 +90,51 @@ private slots:
         QVERIFY(!(form.windowFlags() & Qt::WindowMaximizeButtonHint));
         QVERIFY(form.windowFlags() & Qt::WindowMinimizeButtonHint);
         form.close();
+    }
+
+    void theDesktopMessageBoxHasTheProgramsTitleAndTheTwoStyles()
+    {
+        platform::qt::QtMessageBox box;
+        // Runs `act` on the box once it is up, recording what it looked like.
+        QString title;
+        QMessageBox::Icon icon = QMessageBox::Warning;
+        QStringList buttons;
+        auto whenUp = [&](std::function<void(QMessageBox*)> act) {
+            QTimer::singleShot(0, [&, act] {
+                auto* m = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                QVERIFY(m);
+                title = m->windowTitle();
+                icon = m->icon();
+                buttons.clear();
+                for (QAbstractButton* b : m->buttons())
+                    buttons << m->buttonText(m->standardButton(b));
+                act(m);
+            });
+        };
+
+        whenUp([](QMessageBox* m) { QTest::keyClick(m, Qt::Key_Return); });
+        QCOMPARE(box.show("Mission complete!", 0), 1);
+        QCOMPARE(title, QString("Tamberlin"));
+        QCOMPARE(icon, QMessageBox::NoIcon);
+        QCOMPARE(buttons.size(), 1);
+
+        whenUp([](QMessageBox* m) { QTest::keyClick(m, Qt::Key_Return); });
+        QCOMPARE(box.show("Clear the list?", 292), 7);  // No is the default
+        QCOMPARE(title, QString("Tamberlin"));
+        QCOMPARE(icon, QMessageBox::Question);
+        QCOMPARE(buttons.size(), 2);
+        whenUp([](QMessageBox* m) { m->button(QMessageBox::Yes)->click(); });
+        QCOMPARE(box.show("Clear the list?", 292), 6);
+        whenUp([](QMessageBox* m) { QTest::keyClick(m, Qt::Key_Escape); });
+        QCOMPARE(box.show("Clear the list?", 292), 7);
+    }
+
+    void theDesktopShellSaysWhenAProgramCannotBeStarted()
+    {
+        platform::qt::XdgShell shell;
+        QVERIFY(!shell.startDetached("/nonexistent/system-information-tool", {}));
+        QVERIFY(!shell.startDetached(QString(), {}));
+        QVERIFY(shell.startDetached("/bin/true", {}));
     }
 
     void theEngineWindowListsOpenWorkbooksAndOperations()
