@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QScreen>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QTableWidget>
@@ -49,15 +50,23 @@ void save(QWidget* w, const QString& file)
 }
 
 // Grabs the next modal window that comes up into `file`, then closes it.
-void grabNextModal(const QString& file)
+// With `over` given, the picture is the screen where that window stands, so
+// that it shows the modal one over it as the user sees them.
+void grabNextModal(const QString& file, QWidget* over = nullptr)
 {
     auto* timer = new QTimer;
-    QObject::connect(timer, &QTimer::timeout, [timer, file] {
+    QObject::connect(timer, &QTimer::timeout, [timer, file, over] {
         QWidget* modal = QApplication::activeModalWidget();
         if (!modal || !modal->isVisible())
             return;
         QApplication::processEvents();
-        save(modal, file);
+        if (over) {
+            const QRect area = over->frameGeometry();
+            over->screen()->grabWindow(0, area.x(), area.y(), area.width(), area.height()).save(file);
+            std::printf("%s\n", qPrintable(file));
+        } else {
+            save(modal, file);
+        }
         modal->close();
         timer->deleteLater();
     });
@@ -104,7 +113,7 @@ int main(int argc, char** argv)
             save(form, out + QStringLiteral("/split-running.png"));
         }
     });
-    grabNextModal(out + QStringLiteral("/split-complete.png"));
+    grabNextModal(out + QStringLiteral("/split-complete.png"), form);
     form->mnuSplit_Click();
 
     grabNextModal(out + QStringLiteral("/options.png"));

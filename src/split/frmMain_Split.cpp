@@ -97,6 +97,7 @@ void frmMain::mnuSplit_Click()
         running = true;
         splitRunning_ = true;
         InitControlStateBeforeSplit();
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);  // the bar and the pointer show at once
         const int count = lvwTask_->rowCount();
         if (count > kMaxRows)
             throw tb::Error(tb::err::Overflow, "Overflow: the list holds " + std::to_string(count) +
@@ -104,23 +105,30 @@ void frmMain::mnuSplit_Click()
         const auto lastRow = static_cast<qint16>(count);
 
         excel::Application& xl = *g_.gExcelApp;
+        // The run holds no workbook from step to step: it asks the engine
+        // for the active one each time.
+        auto active = [&xl] {
+            auto book = xl.ActiveWorkbook();
+            if (!book)
+                throw tb::Error(91, "Object variable not set: the engine has no active workbook.");
+            return book;
+        };
         for (qint32 index = 1; index <= lastRow; ++index) {
-            const QString source = lvwTask_->item(index - 1, 0)->text();
+            const QString source = rowText(index, 1);
             if (xl.GetWorkbooks().Count() == 0)
                 xl.GetWorkbooks().Open(source.toStdString());
-            if (xl.ActiveWorkbook()->FullName() != source.toStdString()) {
-                xl.ActiveWorkbook()->Close(false);
+            if (active()->FullName() != source.toStdString()) {
+                active()->Close(false);
                 xl.GetWorkbooks().Open(source.toStdString());
             }
-            const QString shortName = GetWorkbookShortName(QString::fromStdString(xl.ActiveWorkbook()->Name()));
+            const QString shortName = GetWorkbookShortName(QString::fromStdString(active()->Name()));
             const QString folder = app::AddTrailingBackslash(app::AddTrailingBackslash(chosen) + shortName);
             if (!split::FolderExists(folder.toStdString()))
                 split::CreateFolder(folder.toStdString());
-            const QString sheetName = lvwTask_->item(index - 1, 1)->text();
-            xl.ActiveWorkbook()->Worksheets().Item(sheetName.toStdString()).Copy();
-            xl.ActiveWorkbook()->SaveAs(
-                split::sheetFileName(folder.toStdString(), sheetName.toStdString(), source.toStdString()), 1);
-            xl.ActiveWorkbook()->Close(false);
+            const QString sheetName = rowText(index, 2);
+            active()->Worksheets().Item(sheetName.toStdString()).Copy();
+            active()->SaveAs(split::sheetFileName(folder.toStdString(), sheetName.toStdString(), source.toStdString()), 1);
+            active()->Close(false);
             SetCurrentListItem(index);
             prgSplit_->setValue(2 * index);
             // Keep painting and answering the desktop; what the user types or

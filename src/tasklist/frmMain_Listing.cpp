@@ -18,8 +18,7 @@
 namespace ui {
 
 namespace {
-constexpr double kTaskWidthTwips = 8055;  // lvwTask's width in the layout
-constexpr double kColumnMargin = 200;
+constexpr float kColumnMargin = 200;
 
 QTableWidgetItem* cell(QTableWidget* t, int row, int column)
 {
@@ -47,8 +46,10 @@ int frmMain::InitListView()
         lvwTask_->setColumnCount(2);
         lvwTask_->setHorizontalHeaderLabels({QStringLiteral("Source File Name"), QStringLiteral("WorkSheet Name")});
         columnWidths_.assign(2, 0.0);
-        setColumnWidth(1, kTaskWidthTwips / 5 * 3);
-        setColumnWidth(2, kTaskWidthTwips / 5 * 2);
+        // The list's own width in twips (8055 in the layout) gives 3/5 and 2/5.
+        const float width = static_cast<float>(pixelsToTwipsX(*this, lvwTask_->width()));
+        setColumnWidth(1, width / 5 * 3);
+        setColumnWidth(2, width / 5 * 2);
         connect(lvwTask_->horizontalHeader(), &QHeaderView::sectionResized, this, [this](int index, int, int px) {
             // A column the user drags keeps the width it was given.
             if (index < static_cast<int>(columnWidths_.size()) &&
@@ -58,6 +59,16 @@ int frmMain::InitListView()
         result = 1;
     });
     return result;
+}
+
+int frmMain::FindItem(const QString& sz) const
+{
+    for (int r = 0; r < lvwTask_->rowCount(); ++r) {
+        const QTableWidgetItem* item = lvwTask_->item(r, 0);
+        if (item && item->text().compare(sz, Qt::CaseInsensitive) == 0)
+            return r + 1;
+    }
+    return 0;
 }
 
 double frmMain::columnWidth(int index) const
@@ -81,7 +92,8 @@ void frmMain::AdjustColumnWidth(short ColumnIndex, const QString& ColumnText)
     app::guarded(g_.platform.messageBox(), QStringLiteral("AdjustColumnWidth"), [&] {
         if (ColumnIndex < 1 || ColumnIndex > static_cast<int>(columnWidths_.size()))
             throw tb::Error(35600, "Index out of bounds: the list has no column " + std::to_string(ColumnIndex) + ".");
-        const auto required = static_cast<std::int32_t>(std::lround(TextWidth(ColumnText) + kColumnMargin));
+        // Rounded to the nearest, a half to the even neighbour.
+        const auto required = static_cast<std::int32_t>(std::lrint(TextWidth(ColumnText) + kColumnMargin));
         if (columnWidth(ColumnIndex) < required)
             setColumnWidth(ColumnIndex, required);
     });
@@ -91,11 +103,9 @@ void frmMain::UpdateListView(const QString& WorkbookPath)
 {
     std::shared_ptr<excel::Workbook> book;
     try {
-        for (int r = 0; r < lvwTask_->rowCount(); ++r) {
-            const QTableWidgetItem* item = lvwTask_->item(r, 0);
-            if (item && item->text().compare(WorkbookPath, Qt::CaseInsensitive) == 0)
-                return;  // listed already
-        }
+        // Every row of a listed workbook carries its path: one hit refuses it whole.
+        if (FindItem(WorkbookPath) != 0)
+            return;
         setMousePointer(11);
         book = g_.gExcelApp->GetWorkbooks().Open(WorkbookPath.toStdString());
         if (!book) {
@@ -114,6 +124,8 @@ void frmMain::UpdateListView(const QString& WorkbookPath)
                 lvwTask_->removeRow(index - 1);
                 continue;
             }
+            // As a list control does, the first row becomes the current one,
+            // so that Remove Item always has a row to take.
             if (lvwTask_->currentRow() < 0)
                 lvwTask_->setCurrentCell(0, 0);
             AdjustColumnWidth(1, cell(lvwTask_, index - 1, 0)->text());

@@ -2,6 +2,7 @@
 
 #include "KeyCodes.h"
 #include "Twips.h"
+#include "app/AppPaths.h"
 #include "app/CommonDefine.h"
 #include "app/Globals.h"
 #include "platform/Platform.h"
@@ -9,6 +10,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QMenu>
 #include <QMenuBar>
@@ -161,11 +163,29 @@ void frmMain::setMousePointer(int pointer)
 
 int frmMain::rowCount() const { return lvwTask_->rowCount(); }
 
+QString frmMain::rowText(int index, int column) const
+{
+    if (index < 1 || index > lvwTask_->rowCount())
+        throw tb::Error(35600, "Index out of bounds: the list has no row " + std::to_string(index) + ".");
+    const QTableWidgetItem* item = lvwTask_->item(index - 1, column - 1);
+    return item ? item->text() : QString();
+}
+
+QImage frmMain::LoadPicture(const QString& path)
+{
+    if (!QFileInfo(path).isFile())
+        throw tb::Error(tb::err::FileNotFound, "File not found: '" + path.toStdString() + "'.");
+    auto picture = g_.platform.pictureLoader().load(path);
+    if (!picture)
+        throw tb::Error(481, "Invalid picture: '" + path.toStdString() + "' holds no picture that can be read.");
+    return *picture;
+}
+
 void frmMain::Form_KeyDown(int KeyCode, int /*Shift*/)
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("Form_KeyDown"), [&] {
         if (KeyCode == vbKeyF1)
-            g_.platform.shell().openWithDefaultHandler(g_.helpFile);
+            g_.platform.shell().openWithDefaultHandler(app::appFile(g_.appDir, QStringLiteral("\\help\\help.chm")));
     });
 }
 

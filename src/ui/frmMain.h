@@ -39,6 +39,9 @@ public:
 
     // The task list.
     void UpdateListView(const QString& WorkbookPath);
+    // The 1-based index of the first row whose path (column 1) is `sz` with
+    // case ignored, or 0 when there is none.
+    int FindItem(const QString& sz) const;
     void AdjustColumnWidth(short ColumnIndex, const QString& ColumnText);
     // Width of a text in the window's font, in twips.
     double TextWidth(const QString& text) const;
@@ -106,6 +109,11 @@ private:
     void setColumnWidth(int index, double twips);
     void openSettingLink(const QString& key);
     int rowCount() const;
+    // The text of a row's column (both 1-based), as the list gives it back.
+    QString rowText(int index, int column) const;
+    // A picture file's largest image; throws 53 when the file is not there
+    // and 481 when it holds no picture that can be read.
+    QImage LoadPicture(const QString& path);
 
     app::Globals& g_;
     QMenuBar* menuBar_ = nullptr;

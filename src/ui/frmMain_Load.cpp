@@ -26,10 +26,8 @@ void frmMain::Form_Load()
             g_.platform.messageBox().show(text, platform::mb::OkOnly);
         };
         const QString iconPath = app::appFile(g_.appDir, QStringLiteral("\\Icon\\frmMain.ico"));
-        auto icon = g_.platform.pictureLoader().load(iconPath);
-        if (!icon)
-            throw tb::Error(481, "Invalid picture: '" + iconPath.toStdString() + "' is missing or cannot be read.");
-        setWindowIcon(QIcon(iconPath));
+        LoadPicture(iconPath);
+        setWindowIcon(QIcon(iconPath));  // every size the file holds
         if (SetCaption() != 1)
             return fail("ErrCantSetfrmMainCaption");
         if (InitImageList() != 1)

@@ -53,11 +53,8 @@ int frmMain::InitImageList()
         ilsMain_.setImageSize(32, 32);
         int index = 1;
         for (const auto& row : kImages) {
-            const QString path = app::appFile(g_.appDir, QString::fromLatin1(row.file));
-            auto picture = g_.platform.pictureLoader().load(path);
-            if (!picture)
-                throw tb::Error(481, "Invalid picture: '" + path.toStdString() + "' is missing or cannot be read.");
-            ilsMain_.Add(index++, QString::fromLatin1(row.key), *picture);
+            const QImage picture = LoadPicture(app::appFile(g_.appDir, QString::fromLatin1(row.file)));
+            ilsMain_.Add(index++, QString::fromLatin1(row.key), picture);
         }
         result = 1;
     });

@@ -3,6 +3,11 @@
 
 #include "WindowFixture.h"
 
+#include "excel/zip/ZipWriter.h"
+#include "platform/sys/Error.h"
+#include "platform/sys/MappedFile.h"
+#include "ui/Twips.h"
+
 #include <QApplication>
 #include <QMenu>
 #include <QHeaderView>
@@ -13,6 +18,8 @@
 #include <QToolBar>
 #include <QtTest>
 
+#include <fstream>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -22,6 +29,52 @@ const fs::path kData = fs::path(TB_TEST_DATA);
 using Window = support::WindowFixture;
 
 QString sample(const char* name) { return QString::fromStdString((kData / "xlsx" / name).string()); }
+QString xlsSample(const char* name) { return QString::fromStdString((kData / "xls" / "lo" / name).string()); }
+
+// Notes what the window shows while the engine works.
+class PointerWatch final : public excel::ApplicationObserver {
+public:
+    explicit PointerWatch(ui::frmMain* form) : form_(form) {}
+    void visibleChanged(bool) override {}
+    void workbooksChanged(const std::vector<std::string>&, int) override {}
+    void operationDone(const std::string& d) override
+    {
+        if (d.rfind("Opened ", 0) == 0)
+            seen << QString("%1/%2").arg(form_->MousePointer()).arg(int(form_->cursor().shape()));
+    }
+    QStringList seen;
+
+private:
+    ui::frmMain* form_;
+};
+
+// A copy of a workbook with one sheet renamed, as only a forged file can
+// carry a name that Excel refuses.
+void renameSheet(const fs::path& from, const fs::path& to, const std::string& oldName, const std::string& newName)
+{
+    excel::zip::ZipReader in(tb::fs::MappedFile::open(from), from.string());
+    tb::MemorySink sink;
+    excel::zip::ZipWriter out(sink, to.string());
+    for (const auto& e : in.entries()) {
+        std::string data = in.read(e);
+        if (e.name == "xl/workbook.xml") {
+            const std::string before = "name=\"" + oldName + "\"";
+            data.replace(data.find(before), before.size(), "name=\"" + newName + "\"");
+        }
+        out.add(e.name, data);
+    }
+    out.finish();
+    std::ofstream(to, std::ios::binary).write(reinterpret_cast<const char*>(sink.data.data()),
+                                              static_cast<std::streamsize>(sink.data.size()));
+}
+
+QStringList menuTree(ui::frmMain* form, const QString& name)
+{
+    QStringList out;
+    for (QAction* a : form->menu(name)->actions())
+        out << a->objectName() + "=" + (a->isSeparator() ? QString("-") : a->text());
+    return out;
+}
 
 }  // namespace
 
@@ -58,18 +111,98 @@ private slots:
         QCOMPARE(w.list()->editTriggers(), QAbstractItemView::NoEditTriggers);
         QVERIFY(!w.list()->verticalHeader()->isVisible());
 
+    }
+
+    void theWindowHasItsLayoutInTwipsAndAFixedFrame()
+    {
+        Window w;
+        const auto px = [](int twips, int dpi) { return int(std::lround(twips * double(dpi) / 1440)); };
+        const int dx = w.form->logicalDpiX(), dy = w.form->logicalDpiY();
+        const auto rect = [&](int l, int t, int wd, int h) { return QRect(px(l, dx), px(t, dy), px(wd, dx), px(h, dy)); };
+        QWidget* client = w.list()->parentWidget();
+        QCOMPARE(client->size(), QSize(px(8520, dx), px(4800, dy)));
+        QCOMPARE(w.list()->geometry(), rect(240, 840, 8055, 3255));
+        QCOMPARE(w.form->prgSplit()->geometry(), rect(240, 4320, 8055, 255));
+        // The toolbar is docked at the top of the client area over its whole
+        // width; the menu bar stands above the client area.
+        QCOMPARE(w.form->tlbMain()->parentWidget(), client);
+        QCOMPARE(w.form->tlbMain()->geometry().topLeft(), QPoint(0, 0));
+        QCOMPARE(w.form->tlbMain()->width(), client->width());
+        QCOMPARE(client->mapTo(w.form, QPoint(0, 0)), QPoint(0, w.form->menuBar()->height()));
+        QCOMPARE(w.form->size(), QSize(client->width(), w.form->menuBar()->height() + client->height()));
+        // Fixed single border: no resizing, no maximize button; minimize and close.
+        QCOMPARE(w.form->minimumSize(), w.form->maximumSize());
+        QVERIFY(!(w.form->windowFlags() & Qt::WindowMaximizeButtonHint));
+        QVERIFY(w.form->windowFlags() & Qt::WindowMinimizeButtonHint);
+        QVERIFY(w.form->windowFlags() & Qt::WindowCloseButtonHint);
+        // Centred on the screen.
+        const QRect avail = w.form->screen()->availableGeometry();
+        QVERIFY2((w.form->frameGeometry().center() - avail.center()).manhattanLength() <= 2,
+                 qPrintable(QString("%1,%2").arg(w.form->frameGeometry().center().x()).arg(w.form->frameGeometry().center().y())));
+        // Columns start at 3/5 and 2/5 of the list's own width.
+        const double listTwips = w.list()->width() * 1440.0 / dx;
+        QVERIFY(std::abs(w.form->columnWidth(1) - listTwips / 5 * 3) < 1);
+        QVERIFY(std::abs(w.form->columnWidth(2) - listTwips / 5 * 2) < 1);
+    }
+
+    void theMenusHaveTheirCaptionsAndLeadToTheirHandlers()
+    {
+        Window w;
         QStringList bar;
         for (QAction* a : w.form->menuBar()->actions())
-            bar << a->text();
-        QCOMPARE(bar, (QStringList{"&File", "&Edit", "&Actions", "&Options", "&Help"}));
-        QStringList popup;
-        for (QAction* a : w.form->menu("mnuPopup")->actions())
-            popup << (a->isSeparator() ? "-" : a->text());
-        QCOMPARE(popup, (QStringList{"Split", "-", "Add File", "Add Folder", "Remove Item", "Clear List"}));
-        QStringList help;
-        for (QAction* a : w.form->menu("mnuHelp")->actions())
-            help << a->text();
-        QCOMPARE(help, (QStringList{"Application Help", "Visit HomePage", "Support", "About"}));
+            bar << a->objectName() + "=" + a->text();
+        QCOMPARE(bar, (QStringList{"mnuFile=&File", "mnuEdit=&Edit", "mnuActions=&Actions", "mnuOptions=&Options",
+                                   "mnuHelp=&Help"}));
+        QCOMPARE(menuTree(w.form, "mnuFile"),
+                 (QStringList{"mnuAddFile=Add File", "mnuAddFolder=Add Folder", "mnuSep1=-", "mnuExit=Exit"}));
+        QCOMPARE(menuTree(w.form, "mnuEdit"), (QStringList{"mnuRemoveItem=Remove Item", "mnuClearList=Clear List"}));
+        QCOMPARE(menuTree(w.form, "mnuActions"), QStringList{"mnuSplit=Split"});
+        QCOMPARE(menuTree(w.form, "mnuOptions"), QStringList{"mnuSettings=Settings"});
+        QCOMPARE(menuTree(w.form, "mnuHelp"), (QStringList{"mnuApplicationHelp=Application Help",
+                                                          "mnuVisitHomePage=Visit HomePage", "mnuSupport=Support",
+                                                          "mnuAbout=About"}));
+        QCOMPARE(menuTree(w.form, "mnuPopup"),
+                 (QStringList{"mnuPopupSplit=Split", "mnuPopupSep1=-", "mnuPopupAddFile=Add File",
+                              "mnuPopupAddFolder=Add Folder", "mnuPopupRemoveItem=Remove Item",
+                              "mnuPopupClearList=Clear List"}));
+        for (const char* m : {"mnuFile", "mnuEdit", "mnuActions", "mnuOptions", "mnuHelp", "mnuPopup"}) {
+            for (QAction* a : w.form->menu(m)->actions()) {
+                QVERIFY(a->isEnabled());
+                QVERIFY(a->shortcut().isEmpty());
+                QVERIFY(!a->isChecked());
+            }
+        }
+
+        // Each entry runs its own handler; the popup's entries run the same ones.
+        for (const char* split : {"mnuSplit", "mnuPopupSplit"})
+            w.form->menuEntry(split)->trigger();
+        QCOMPARE(w.messages(), (QStringList{"Please select some Excel workbook at first",
+                                            "Please select some Excel workbook at first"}));
+        for (const char* file : {"mnuAddFile", "mnuPopupAddFile"})
+            w.form->menuEntry(file)->trigger();
+        QCOMPARE(w.platform.files.requests.size(), std::size_t(2));
+        for (const char* folder : {"mnuAddFolder", "mnuPopupAddFolder"})
+            w.form->menuEntry(folder)->trigger();
+        QCOMPARE(w.platform.folders.titles, (QStringList{"Add all Excel files in the folder",
+                                                         "Add all Excel files in the folder"}));
+        w.form->menuEntry("mnuVisitHomePage")->trigger();
+        w.form->menuEntry("mnuSupport")->trigger();
+        QCOMPARE(w.platform.shellService.opened,
+                 (QStringList{"https://www.tamberlin.org/", "mailto:support@tamberlin.org"}));
+        w.platform.keys.deliver = false;
+        w.form->menuEntry("mnuApplicationHelp")->trigger();
+        QCOMPARE(w.platform.keys.sent, std::vector<int>{Qt::Key_F1});
+
+        w.form->UpdateListView(sample("hide01.xlsx"));
+        w.form->menuEntry("mnuRemoveItem")->trigger();
+        w.form->menuEntry("mnuPopupRemoveItem")->trigger();
+        QCOMPARE(w.rows(), QStringList{"hide01.xlsx|Sheet3"});
+        w.platform.messages.shown.clear();
+        w.platform.messages.answers = {platform::mb::AnswerNo, platform::mb::AnswerYes};
+        w.form->menuEntry("mnuClearList")->trigger();
+        w.form->menuEntry("mnuPopupClearList")->trigger();
+        QCOMPARE(w.messages().size(), 2);
+        QCOMPARE(w.list()->rowCount(), 0);
     }
 
     void theIconFolderIsFoundWhateverItsCase()
@@ -107,11 +240,13 @@ private slots:
                 support::writeBytes(d / "Icon" / "Split.ico", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'c', 'o', 'n'});
         });
         QCOMPARE(w.messages().size(), 2);
-        QVERIFY(w.messages()[0].startsWith("Err Number: 481\r\nErr Description: "));
+        QVERIFY2(w.messages()[0].startsWith(missing ? "Err Number: 53\r\nErr Description: "
+                                                    : "Err Number: 481\r\nErr Description: "),
+                 qPrintable(w.messages()[0]));
         QVERIFY(w.messages()[0].contains("Split.ico"));
         QVERIFY(w.messages()[0].endsWith("\r\nErr Proc: InitImageList"));
         QCOMPARE(w.messages()[1], QString("image list failed"));
-        QCOMPARE(w.form->ilsMain().Count(), 2);  // "the images before the bad one stay"
+        QCOMPARE(w.form->ilsMain().Count(), 2);  // the images before the bad one stay
         QCOMPARE(w.form->windowTitle(), QString("Tamberlin 2009 "));
         QVERIFY(w.form->tlbMain()->actions().isEmpty());
         QCOMPARE(w.list()->columnCount(), 0);
@@ -122,6 +257,7 @@ private slots:
     {
         Window w([](const fs::path& d) { fs::remove(d / "Icon" / "frmMain.ico"); });
         QCOMPARE(w.messages().size(), 1);
+        QVERIFY(w.messages()[0].startsWith("Err Number: 53\r\n"));
         QVERIFY(w.messages()[0].endsWith("Err Proc: Form_Load"));
         QCOMPARE(w.form->windowTitle(), QString());
         QVERIFY(w.form->prgSplit()->isVisible());
@@ -130,21 +266,34 @@ private slots:
     void listingGivesOneRowPerWorksheetInTabOrder()
     {
         Window w;
+        PointerWatch watch(w.form);
+        w.g->gExcelApp->setObserver(&watch);
         w.form->UpdateListView(sample("hide01.xlsx"));   // Sheet2 hidden
         w.form->UpdateListView(sample("hide02.xlsx"));   // Sheet2 very hidden
         w.form->UpdateListView(sample("chartsheet02.xlsx"));  // a chart sheet between two worksheets
+        w.form->UpdateListView(xlsSample("hide01.xls"));
+        w.form->UpdateListView(xlsSample("simple02.xls"));
         QVERIFY2(w.messages().isEmpty(), qPrintable(w.messages().join("|")));
         QCOMPARE(w.rows(), (QStringList{"hide01.xlsx|Sheet1", "hide01.xlsx|Sheet2", "hide01.xlsx|Sheet3",
                                         "hide02.xlsx|Sheet1", "hide02.xlsx|Sheet2", "hide02.xlsx|Sheet3",
-                                        "chartsheet02.xlsx|Sheet1", "chartsheet02.xlsx|Sheet2"}));
-        QCOMPARE(w.g->gExcelApp->GetWorkbooks().Count(), 0);  // "every listed workbook is closed again"
+                                        "chartsheet02.xlsx|Sheet1", "chartsheet02.xlsx|Sheet2",
+                                        "hide01.xls|Sheet1", "hide01.xls|Sheet2", "hide01.xls|Sheet3",
+                                        "simple02.xls|Sheet1", "simple02.xls|Data Sheet", "simple02.xls|Sheet3"}));
+        QCOMPARE(w.list()->item(0, 0)->text(), sample("hide01.xlsx"));  // the path exactly as it was given
+        QCOMPARE(w.g->gExcelApp->GetWorkbooks().Count(), 0);  // every listed workbook is closed again
+        // The busy pointer stands over the window while a workbook is opened,
+        // and is back to normal afterwards.
+        const QString busy = QString("11/%1").arg(int(Qt::WaitCursor));
+        QCOMPARE(watch.seen, QStringList(5, busy));
         QCOMPARE(w.form->MousePointer(), 0);
+        QCOMPARE(w.form->cursor().shape(), Qt::ArrowCursor);
         QCOMPARE(w.list()->currentRow(), 0);
+        w.g->gExcelApp->setObserver(nullptr);
 
         // Listed already, under any case of its path: nothing happens.
         w.form->UpdateListView(sample("hide01.xlsx").toUpper().replace(sample("").toUpper(), sample("")));
         w.form->UpdateListView(sample("hide01.xlsx"));
-        QCOMPARE(w.list()->rowCount(), 8);
+        QCOMPARE(w.list()->rowCount(), 14);
         QVERIFY(w.messages().isEmpty());
     }
 
@@ -153,11 +302,21 @@ private slots:
         Window w;
         const fs::path bad = w.dir / "broken.xlsx";
         support::writeBytes(bad, {'P', 'K', 3, 4, 'x', 'x'});
+        // What the engine says about the file, word for word.
+        std::string description;
+        try {
+            excel::Application probe;
+            probe.GetWorkbooks().Open(bad.string());
+        } catch (const tb::Error& e) {
+            QCOMPARE(e.number(), 1004);
+            description = e.description();
+        }
+        QVERIFY(!description.empty());
         w.form->UpdateListView(QString::fromStdString(bad.string()));
-        QCOMPARE(w.messages().size(), 1);
-        const QString text = w.messages()[0];
-        QVERIFY2(text.startsWith("Error Number: 1004\r\n Error Description: "), qPrintable(text));
-        QVERIFY(text.endsWith("\r\nError File Name: " + QString::fromStdString(bad.string())));
+        QCOMPARE(w.messages(), QStringList{"Error Number: 1004\r\n Error Description: " +
+                                           QString::fromStdString(description) +
+                                           "\r\nError File Name: " + QString::fromStdString(bad.string())});
+        QCOMPARE(w.platform.messages.shown[0].style, 0);
         QCOMPARE(w.list()->rowCount(), 0);
         QCOMPARE(w.form->MousePointer(), 0);
         QCOMPARE(w.form->cursor().shape(), Qt::ArrowCursor);
@@ -167,6 +326,26 @@ private slots:
         w.form->UpdateListView(QString::fromStdString((w.dir / "nope.xlsx").string()));
         QCOMPARE(w.messages().size(), 1);
         QVERIFY(w.messages()[0].startsWith("Error Number: 53\r\n"));
+    }
+
+    void aSheetNameThatReadsBackWithAQuestionMarkGetsNoRow()
+    {
+        Window w;
+        const fs::path forged = w.dir / "forged.xlsx";
+        const std::string longName = "Sheet?" + std::string(150, 'W');
+        renameSheet(kData / "xlsx" / "hide01.xlsx", forged, "Sheet2", longName);
+        w.form->UpdateListView(QString::fromStdString(forged.string()));
+        QVERIFY2(w.messages().isEmpty(), qPrintable(w.messages().join("|")));
+        QCOMPARE(w.rows(), (QStringList{"forged.xlsx|Sheet1", "forged.xlsx|Sheet3"}));
+        QCOMPARE(w.form->columnWidth(2), 3222.0);  // the refused name never widened its column
+        QCOMPARE(w.g->gExcelApp->GetWorkbooks().Count(), 0);
+
+        // A workbook whose every worksheet is refused gives no row and no message.
+        const fs::path single = w.dir / "single.xlsx";
+        renameSheet(kData / "xlsx" / "chartsheet01.xlsx", single, "Sheet1", "Q?");
+        w.form->UpdateListView(QString::fromStdString(single.string()));
+        QVERIFY(w.messages().isEmpty());
+        QCOMPARE(w.list()->rowCount(), 2);
     }
 
     void columnsWidenToTheTextAndNeverNarrow()
@@ -181,7 +360,7 @@ private slots:
         QCOMPARE(wide, double(std::lround(w.form->TextWidth(longText) + 200)));
         w.form->AdjustColumnWidth(1, "short");
         QCOMPARE(w.form->columnWidth(1), wide);
-        QCOMPARE(w.form->columnWidth(2), 3222.0);  // "the other column is left alone"
+        QCOMPARE(w.form->columnWidth(2), 3222.0);  // the other column is left alone
         w.form->AdjustColumnWidth(3, "x");
         QCOMPARE(w.messages().size(), 1);
         QVERIFY(w.messages()[0].endsWith("Err Proc: AdjustColumnWidth"));
@@ -197,22 +376,29 @@ private slots:
         fs::copy_file(kData / "xlsx" / "hide02.xlsx", folder / ".hidden.xlsx");
         fs::copy_file(kData / "xlsx" / "hide02.xlsx", folder / "sub" / "inner.xlsx");
         fs::copy_file(kData / "xlsx" / "hide02.xlsx", folder / "notes.txt");
+        fs::copy_file(kData / "xls" / "lo" / "hide01.xls", folder / "z.XLS");
+        fs::create_directories(folder / "folder.xls");
+        fs::create_directories(folder / "folder.xlsx");
         support::writeBytes(folder / "old.Xls", {'n', 'o', 'p', 'e'});
         w.platform.folders.answers = {QString::fromStdString(folder.string())};
         w.form->mnuAddFolder_Click();
         QCOMPARE(w.platform.folders.titles, QStringList{"Add all Excel files in the folder"});
-        // The unreadable .xls comes first and is reported; the scan goes on.
+        QCOMPARE(w.platform.folders.roots, QStringList{"/"});
+        // Every .xls first, sorted by name (the unreadable one is reported and
+        // the scan goes on), then every .xlsx; case ignored throughout.
         QCOMPARE(w.messages().size(), 1);
         QVERIFY(w.messages()[0].endsWith("Error File Name: " + QString::fromStdString(folder.string()) + "/old.Xls"));
-        QCOMPARE(w.rows(), (QStringList{"A.XLSX|Sheet1", "A.XLSX|Data Sheet", "A.XLSX|Sheet3", "b.xlsx|Sheet1",
-                                        "b.xlsx|Sheet2", "b.xlsx|Sheet3"}));
+        QCOMPARE(w.rows(), (QStringList{"z.XLS|Sheet1", "z.XLS|Sheet2", "z.XLS|Sheet3", "A.XLSX|Sheet1",
+                                        "A.XLSX|Data Sheet", "A.XLSX|Sheet3", "b.xlsx|Sheet1", "b.xlsx|Sheet2",
+                                        "b.xlsx|Sheet3"}));
+        QCOMPARE(w.list()->item(0, 0)->text(), QString::fromStdString((folder / "z.XLS").string()));
 
         // The same folder again adds nothing and says nothing.
         w.platform.messages.shown.clear();
         fs::remove(folder / "old.Xls");
         w.platform.folders.answers = {QString::fromStdString(folder.string())};
         w.form->mnuAddFolder_Click();
-        QCOMPARE(w.list()->rowCount(), 6);
+        QCOMPARE(w.list()->rowCount(), 9);
         QVERIFY(w.messages().isEmpty());
 
         // A folder that is gone: the folder report, with the trailing separator.
@@ -257,13 +443,13 @@ private slots:
         w.list()->setCurrentCell(1, 0);
         w.form->mnuRemoveItem_Click();
         QCOMPARE(w.rows(), (QStringList{"hide01.xlsx|Sheet1", "hide01.xlsx|Sheet3"}));
-        QCOMPARE(w.list()->currentRow(), 1);  // "the row that moved up is selected"
+        QCOMPARE(w.list()->currentRow(), 1);  // the row that moved up is selected
 
         // Delete on the list, with Shift held too.
         w.list()->setFocus();
         QTest::keyClick(w.list(), Qt::Key_Delete, Qt::ShiftModifier);
         QCOMPARE(w.rows(), QStringList{"hide01.xlsx|Sheet1"});
-        QCOMPARE(w.list()->currentRow(), 0);  // "the new last row is selected"
+        QCOMPARE(w.list()->currentRow(), 0);  // the new last row is selected
 
         // The workbook's other row still stands: listing it again adds nothing.
         w.form->UpdateListView(sample("hide01.xlsx"));
@@ -281,6 +467,18 @@ private slots:
         // Every row gone: the workbook can be listed again.
         w.form->UpdateListView(sample("hide01.xlsx"));
         QCOMPARE(w.list()->rowCount(), 3);
+
+        // Ctrl+Delete removes the current row as well; other keys do not.
+        w.platform.messages.shown.clear();
+        w.list()->setFocus();
+        QTest::keyClick(w.list(), Qt::Key_Backspace);
+        QTest::keyClick(w.list(), Qt::Key_Delete, Qt::ControlModifier);
+        QCOMPARE(w.rows(), (QStringList{"hide01.xlsx|Sheet2", "hide01.xlsx|Sheet3"}));
+        QTest::keyClick(w.list(), Qt::Key_Delete);
+        QTest::keyClick(w.list(), Qt::Key_Delete);
+        QTest::keyClick(w.list(), Qt::Key_Delete);  // on the empty list: nothing
+        QCOMPARE(w.list()->rowCount(), 0);
+        QVERIFY(w.messages().isEmpty());
     }
 
     void theToolbarCallsItsCommandsByName()
@@ -295,6 +493,14 @@ private slots:
         QCOMPARE(w.platform.shellService.opened, QStringList{"https://www.tamberlin.org/"});
         w.form->mnuSupport_Click();
         QCOMPARE(w.platform.shellService.opened.last(), QString("mailto:support@tamberlin.org"));
+
+        // The commands the toolbar names are slots, callable by name.
+        for (const char* slot : {"mnuSplit_Click()", "mnuSettings_Click()", "mnuApplicationHelp_Click()",
+                                 "mnuVisitHomePage_Click()", "mnuExit_Click()"})
+            QVERIFY2(w.form->metaObject()->indexOfSlot(slot) >= 0, slot);
+        w.platform.keys.deliver = false;
+        w.button("mnuApplicationHelp_Click")->trigger();
+        QCOMPARE(w.platform.keys.sent, std::vector<int>{Qt::Key_F1});
 
         // A key that names no command is reported by the dispatcher.
         QAction bogus("x");
@@ -348,7 +554,16 @@ private slots:
                 popup->close();
             }
         });
-        QTest::mouseClick(w.list()->viewport(), Qt::RightButton, {}, QPoint(10, 10));
+        QTest::mousePress(w.list()->viewport(), Qt::RightButton, {}, QPoint(10, 10));
+        QTest::qWait(150);
+        QVERIFY(opened.isEmpty());
+        QTimer::singleShot(100, [&] {
+            if (QWidget* popup = QApplication::activePopupWidget()) {
+                opened = popup->objectName();
+                popup->close();
+            }
+        });
+        QTest::mouseRelease(w.list()->viewport(), Qt::RightButton, {}, QPoint(10, 10));
         QCOMPARE(opened, QString("mnuPopup"));
         opened.clear();
         QTest::mouseClick(w.list()->viewport(), Qt::LeftButton, {}, QPoint(10, 10));
@@ -368,25 +583,37 @@ private slots:
         Window w;
         QSignalSpy closed(w.form, &ui::frmMain::closed);
         w.form->UpdateListView(sample("hide01.xlsx"));
-        w.platform.messages.answers = {platform::mb::AnswerNo};
+        w.list()->setCurrentCell(2, 0);
+        // The toolbar's Exit and the close box ask alike; No keeps everything.
+        w.platform.messages.answers = {platform::mb::AnswerNo, platform::mb::AnswerNo};
+        w.button("mnuExit_Click")->trigger();
         w.form->close();
         QCOMPARE(closed.count(), 0);
         QVERIFY(w.form->isVisible());
         QCOMPARE(w.list()->rowCount(), 3);
-        QCOMPARE(w.messages(), QStringList{"Do you really want to exit?"});
+        QCOMPARE(w.list()->currentRow(), 2);
+        QCOMPARE(w.messages(), (QStringList{"Do you really want to exit?", "Do you really want to exit?"}));
         QCOMPARE(w.platform.messages.shown[0].style, 292);
         w.platform.messages.answers = {platform::mb::AnswerYes};
         w.form->mnuExit_Click();
         QCOMPARE(closed.count(), 1);
-        QCOMPARE(w.messages().size(), 2);
+        QCOMPARE(w.messages().size(), 3);
     }
 
     void f1FromAnywhereInTheWindowOpensTheHelp()
     {
         Window w;
+        const QString help = QString::fromStdString((w.dir / "help" / "help.chm").string());
         w.list()->setFocus();
         QTest::keyClick(w.list(), Qt::Key_F1, Qt::ControlModifier);
-        QCOMPARE(w.platform.shellService.opened, QStringList{w.g->helpFile});
+        QCOMPARE(w.platform.shellService.opened, QStringList{help});
+        QTest::keyClick(w.list(), Qt::Key_F2);
+        QCOMPARE(w.platform.shellService.opened.size(), 1);
+        // With no control focused the window itself gets the key.
+        w.list()->clearFocus();
+        QTest::keyClick(w.form, Qt::Key_F1, Qt::AltModifier);
+        QCOMPARE(w.platform.shellService.opened, (QStringList{help, help}));
+        w.platform.shellService.opened.clear();
 
         // The menu entry sends a real F1 through the window's key path.
         w.form->activateWindow();
@@ -394,8 +621,8 @@ private slots:
         w.list()->setFocus();
         w.form->menuEntry("mnuApplicationHelp")->trigger();
         QCOMPARE(w.platform.keys.sent, std::vector<int>{Qt::Key_F1});
-        QTRY_COMPARE(w.platform.shellService.opened.size(), 2);
-        QCOMPARE(w.platform.shellService.opened.last(), w.g->helpFile);
+        QTRY_COMPARE(w.platform.shellService.opened.size(), 1);
+        QCOMPARE(w.platform.shellService.opened.last(), help);
     }
 };
 

@@ -29,6 +29,20 @@ public:
     std::vector<std::string> ops;
 };
 
+// Counts the paint events a widget gets.
+class PaintCounter final : public QObject {
+public:
+    explicit PaintCounter(QWidget* w) { w->installEventFilter(this); }
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject*, QEvent* e) override
+    {
+        paints += e->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
 struct Run : support::WindowFixture {
     OperationLog log;
     fs::path out;
@@ -80,7 +94,9 @@ private slots:
         r.form->mnuRemoveItem_Click();           // Book1's Sheet3 goes: no file for it
         r.form->lvwTask()->setCurrentCell(4, 0);
         r.form->mnuRemoveItem_Click();           // Budget's Sheet3 goes too
-        QCOMPARE(r.form->lvwTask()->rowCount(), 4);
+        r.form->lvwTask()->setCurrentCell(2, 0);
+        r.form->mnuRemoveItem_Click();           // and its Sheet1: rows A, A, B are left
+        QCOMPARE(r.form->lvwTask()->rowCount(), 3);
         const auto sourceBytes = support::readBytes(r.in / "Book1.xlsx");
         const auto sourceTime = fs::last_write_time(r.in / "Book1.xlsx");
 
@@ -94,22 +110,35 @@ private slots:
 
         QCOMPARE(r.messages(), QStringList{"Mission complete!"});
         QCOMPARE(r.tree(), (QStringList{"Book1/", "Book1/Sheet1.xls", "Book1/Sheet2.xls", "Budget/",
-                                        "Budget/Data Sheet.xls", "Budget/Sheet1.xls"}));
-        QCOMPARE(r.log.count("Opened "), 2);
-        QCOMPARE(r.log.count("Copied "), 4);
-        QCOMPARE(r.log.count("Saved "), 4);
+                                        "Budget/Data Sheet.xls"}));
+        // A is opened once and closed when B's row comes up; B is closed at the end.
+        QStringList ops;
+        for (const auto& o : r.log.ops)
+            ops << QString::fromStdString(o).replace(QString::fromStdString(r.dir.path().string()) + "/", "");
+        QCOMPARE(ops, (QStringList{"Opened in/Book1.xlsx",
+                                   "Copied Sheet1 of Book1.xlsx into Book1", "Saved out/Book1/Sheet1.xls",
+                                   "Closed out/Book1/Sheet1.xls",
+                                   "Copied Sheet2 of Book1.xlsx into Book2", "Saved out/Book1/Sheet2.xls",
+                                   "Closed out/Book1/Sheet2.xls",
+                                   "Closed in/Book1.xlsx", "Opened in/Budget.xlsx",
+                                   "Copied Data Sheet of Budget.xlsx into Book3", "Saved out/Budget/Data Sheet.xls",
+                                   "Closed out/Budget/Data Sheet.xls",
+                                   "Closed in/Budget.xlsx"}));
         QCOMPARE(r.g->gExcelApp->GetWorkbooks().Count(), 0);
         QVERIFY(r.g->gExcelApp->EnableEvents());
-        QCOMPARE(values, (QList<int>{1, 2, 4, 6, 8, 1}));
+        // Min 1, Max 2n, Value 2i after row i, and back to Min at the end.
+        QCOMPARE(values, (QList<int>{1, 2, 4, 6, 1}));
         QCOMPARE(r.form->prgSplit()->minimum(), 1);
-        QCOMPARE(r.form->prgSplit()->maximum(), 8);
+        QCOMPARE(r.form->prgSplit()->maximum(), 6);
         QVERIFY(!r.form->prgSplit()->isVisible());
-        QCOMPARE(selected, (QList<int>{1, 2, 3, 4, 1}));
+        // The selection follows the finished row; row 1 at the end.
+        QCOMPARE(selected, (QList<int>{1, 2, 3, 1}));
         QCOMPARE(r.form->lvwTask()->currentRow(), 0);
+        QVERIFY(r.form->lvwTask()->selectionModel()->isRowSelected(0, {}));
         QCOMPARE(r.form->MousePointer(), 0);
         QCOMPARE(r.form->windowTitle(), QString("Tamberlin2009"));
         QCOMPARE(r.platform.shellService.opened, QStringList{QString::fromStdString(r.out.string())});
-        QCOMPARE(r.form->lvwTask()->rowCount(), 4);
+        QCOMPARE(r.form->lvwTask()->rowCount(), 3);
         QCOMPARE(support::readBytes(r.in / "Book1.xlsx"), sourceBytes);
         QVERIFY(fs::last_write_time(r.in / "Book1.xlsx") == sourceTime);
     }
@@ -168,12 +197,65 @@ private slots:
         QVERIFY(fs::is_regular_file(r.out / "Book1" / "Sheet1.xls"));
         QVERIFY(!fs::exists(r.out / "Book1" / "Sheet3.xls"));
         QCOMPARE(r.platform.shellService.opened.size(), 0);
+        // The window is put back; the source and the unsaved copy stay open
+        // in the engine; the selection stays on the last finished row.
+        QVERIFY(!r.form->prgSplit()->isVisible());
+        QCOMPARE(r.form->MousePointer(), 0);
+        QCOMPARE(r.form->cursor().shape(), Qt::ArrowCursor);
+        QVERIFY(r.g->gExcelApp->EnableEvents());
+        QCOMPARE(r.g->gExcelApp->GetWorkbooks().Count(), 2);
+        QCOMPARE(r.form->lvwTask()->currentRow(), 0);
         // The next run goes by what it finds in the engine.
         fs::remove(r.out / "Book1" / "Sheet2.xls");
         r.platform.messages.shown.clear();
         r.split();
         QCOMPARE(r.messages(), QStringList{"Mission complete!"});
         QCOMPARE(r.tree().size(), 4);
+    }
+
+    void aRunKeepsTheWindowPaintingAndACloseWaitsForItsEnd()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        r.add("simple02.xlsx", "Budget.xlsx");
+        PaintCounter painted(r.form->prgSplit());
+        QStringList during;
+        QObject::connect(r.form->prgSplit(), &QProgressBar::valueChanged, [&](int v) {
+            if (v != 4)
+                return;
+            // Halfway: the run's state shows, the bar has been painted, and
+            // the desktop asks the window to close.
+            during << QString("pointer %1 %2").arg(r.form->MousePointer()).arg(int(r.form->cursor().shape()))
+                   << QString("bar %1").arg(r.form->prgSplit()->isVisible())
+                   << QString("events %1").arg(r.g->gExcelApp->EnableEvents())
+                   << QString("painted %1").arg(painted.paints > 0);
+            r.form->close();
+        });
+        QSignalSpy closed(r.form, &ui::frmMain::closed);
+        r.platform.messages.answers = {platform::mb::AnswerNo};
+        r.split();
+        QCOMPARE(during, (QStringList{QString("pointer 11 %1").arg(int(Qt::WaitCursor)), "bar 1", "events 0",
+                                      "painted 1"}));
+        // The close waited: the run went to its end with no question.
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        QCOMPARE(r.tree().size(), 2 + 6);
+        // Then it comes, and asks, as there are rows.
+        QTRY_COMPARE(r.messages().size(), 2);
+        QCOMPARE(r.messages()[1], QString("Do you really want to exit?"));
+        QCOMPARE(closed.count(), 0);
+        QVERIFY(r.form->isVisible());
+    }
+
+    void aChosenFolderEndingInASeparatorGetsNoSecondOne()
+    {
+        Run r;
+        r.add("hide01.xlsx", "Book1.xlsx");
+        const QString chosen = QString::fromStdString(r.out.string()) + "/";
+        r.split(chosen);
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        QCOMPARE(r.tree(), (QStringList{"Book1/", "Book1/Sheet1.xls", "Book1/Sheet2.xls", "Book1/Sheet3.xls"}));
+        // The file manager gets the folder just as it came from the browser.
+        QCOMPARE(r.platform.shellService.opened, QStringList{chosen});
     }
 
     void theCommandLineWritesTheSameTreeByteForByte()
