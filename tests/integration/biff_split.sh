@@ -23,6 +23,9 @@ sources=()
 for f in "$TB_TEST_DATA"/xls/lo/*.xls "$TB_TEST_DATA"/xls/xlrd/*.xls "$TB_TEST_DATA"/xls/made/crossref.xls; do
   sources+=("$f")
 done
+. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
+guard_sources "${sources[@]}" "$TB_TEST_DATA/xls/made/encrypted.xls" \
+              "$TB_TEST_DATA/xls/refused/biff4_no_format_no_window2.xls"
 mkdir -p "$work/out"
 if ! "$split" -o "$work/out" "${sources[@]}" >"$work/split.log" 2>&1; then
   echo "FAIL: tamberlin-split failed:"; cat "$work/split.log"; fail=1
@@ -122,5 +125,6 @@ done
 grep -q "is encrypted (password to open)" "$work/refused.log" \
   || { echo "FAIL: the encrypted workbook's error does not say so"; fail=1; }
 
+sources_unchanged || { echo "FAIL: a source workbook changed (bytes or modification time)"; fail=1; }
 [ $fail -eq 0 ] && echo "biff_split: all passed"
 exit $fail

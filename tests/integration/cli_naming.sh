@@ -17,6 +17,8 @@ cp "$TB_TEST_DATA/xlsx/defined_name01.xlsx" "$work/in/Book1.xlsx"
 cp "$TB_TEST_DATA/xlsx/hide01.xlsx" "$work/in/Q1.2020 data.xlsm"
 cp "$TB_TEST_DATA/xlsx/simple02.xlsx" "$work/in/a.x"
 
+. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
+guard_sources "$work"/in/*
 cd "$work"
 "$split" -o out in/Book1.xlsx "in/Q1.2020 data.xlsm" in/Book1.xlsx > stdout 2> stderr; rc=$?
 check "exit 0 when every sheet is written" "[ $rc -eq 0 ]"
@@ -45,4 +47,5 @@ check "missing output folder: exit 2" "[ $rc -eq 2 ] && grep -q 'does not exist'
 check "a missing workbook is reported and fails the run" "[ $rc -eq 1 ] && grep -q 'nothere.xlsx' stderr && grep -q 'error 53' stderr"
 "$split" > /dev/null 2> stderr; rc=$?
 check "no arguments: usage, exit 2" "[ $rc -eq 2 ] && grep -q usage stderr"
+check "sources unchanged" "sources_unchanged"
 exit $fail

@@ -24,6 +24,8 @@ PY
 printf 'Name,Value\nx,1\n' > "$work/in/plain text.xlsx"
 cp "$TB_TEST_DATA/xlsx/damaged/forged_names.xlsx" "$work/in/"
 before="$(cd "$work/in" && md5sum ./* | sort)"
+. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
+guard_sources "$work"/in/*
 
 for f in truncated noworkbook "plain text"; do
   "$split" -o "$work/out" "$work/in/$f.xlsx" > "$work/stdout" 2> "$work/stderr"; rc=$?
@@ -45,4 +47,5 @@ check "forged: nothing outside the output folder" "[ \"\$(ls -A '$work')\" = \"\
 check "forged: only the one file" "[ \"\$(find '$work/out' -type f | wc -l)\" -eq 1 ]"
 check "forged: no subfolder a" "[ ! -e '$work/out/forged_names/a' ]"
 check "sources unchanged" "[ \"\$(cd '$work/in' && md5sum ./* | sort)\" = \"\$before\" ]"
+check "sources unchanged: bytes and modification times" "sources_unchanged"
 exit $fail

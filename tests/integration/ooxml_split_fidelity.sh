@@ -19,6 +19,8 @@ shopt -s nullglob
 books=("$TB_TEST_DATA"/xlsx/*.xlsx "$TB_TEST_DATA"/xlsx/*.xlsm)
 [ ${#books[@]} -ge 66 ] || { echo "expected at least 66 sample workbooks, found ${#books[@]}"; exit 1; }
 
+. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
+guard_sources "${books[@]}"
 "$TB_BUILD_DIR/tamberlin-split" -o "$out" "${books[@]}" > "$out/written.txt"
 "$py" - "$out" "${books[@]}" <<'PY'
 import io, os, re, sys, zipfile, posixpath, urllib.parse, warnings
@@ -220,3 +222,4 @@ for p in problems[:60]:
 print("%d outputs checked, %d external references, %d problems" % (checked, externalized, len(problems)))
 sys.exit(1 if problems else 0)
 PY
+sources_unchanged || { echo "FAIL a source workbook changed (bytes or modification time)"; exit 1; }

@@ -2,6 +2,7 @@
 
 #include "excel/EngineError.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace excel::ooxml {
@@ -14,6 +15,36 @@ namespace {
 constexpr unsigned kParseFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_wconv_attribute |
                                  pugi::parse_ws_pcdata_single | pugi::parse_declaration | pugi::parse_pi |
                                  pugi::parse_comments | pugi::parse_doctype;
+
+// Workbook parts nest a few dozen elements deep at most (drawings go
+// deepest). Nothing in the engine recurses over the tree, but a part nested
+// past this is no workbook's and is refused rather than copied on.
+constexpr std::size_t kMaxDepth = 256;
+
+std::size_t depthOf(const pugi::xml_node& root)
+{
+    std::size_t depth = 0, deepest = 0;
+    pugi::xml_node cur = root.first_child();
+    if (cur)
+        depth = 1;
+    while (cur) {
+        deepest = std::max(deepest, depth);
+        if (cur.first_child()) {
+            cur = cur.first_child();
+            ++depth;
+            continue;
+        }
+        while (cur && !cur.next_sibling()) {
+            cur = cur.parent();
+            --depth;
+            if (cur == root)
+                return deepest;
+        }
+        if (cur)
+            cur = cur.next_sibling();
+    }
+    return deepest;
+}
 
 struct StringWriter final : pugi::xml_writer {
     std::string out;
@@ -34,6 +65,9 @@ std::unique_ptr<pugi::xml_document> parseXml(std::string_view data, const std::s
                       std::string("not well-formed XML at byte ") + std::to_string(r.offset) + ": " + r.description());
     if (!doc->document_element())
         throw damaged(file, "part '" + part + "'", "the XML has no root element");
+    if (depthOf(*doc) > kMaxDepth)
+        throw damaged(file, "part '" + part + "'",
+                      "the XML nests elements more than " + std::to_string(kMaxDepth) + " deep");
     // The text is written back as UTF-8 whatever it was read as.
     for (auto n = doc->first_child(); n; n = n.next_sibling()) {
         if (n.type() == pugi::node_declaration) {

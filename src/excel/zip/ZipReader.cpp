@@ -4,6 +4,7 @@
 
 #include <zip.h>
 
+#include <algorithm>
 #include <limits>
 #include <new>
 
@@ -11,9 +12,17 @@ namespace excel::zip {
 
 namespace {
 
-// A single part larger than this is refused rather than inflated: a package
-// that claims more is damaged or hostile.
-constexpr std::uint64_t kMaxPartSize = std::uint64_t{4} << 30;
+// Budgets against decompression bombs and forged directories. Workbooks
+// compress their XML from 5:1 to about 60:1; deflate cannot pass about
+// 1000:1, which only a bomb's run of one byte reaches. A large part with a
+// ratio past kMaxRatio, a part past kMaxPartSize and a package whose parts
+// claim more than kMaxPackageSize in all are refused before anything is
+// inflated, so a hostile file costs neither memory nor time.
+constexpr std::uint64_t kMaxPartSize = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMaxPackageSize = std::uint64_t{4} << 30;
+constexpr std::uint64_t kRatioFloor = std::uint64_t{16} << 20;  // smaller parts are never a bomb
+constexpr std::uint64_t kMaxRatio = 250;
+constexpr std::uint64_t kMaxEntries = 65535;
 
 std::string libzipMessage(int code)
 {
@@ -71,7 +80,11 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
     const zip_int64_t n = zip_get_num_entries(archive_, 0);
     if (n < 0)
         throw zipDamaged(file_, "", archiveMessage(archive_));
+    if (static_cast<std::uint64_t>(n) > kMaxEntries)
+        throw zipDamaged(file_, "", "the package holds " + std::to_string(n) + " entries, more than the " +
+                                        std::to_string(kMaxEntries) + " a workbook may have");
     entries_.reserve(static_cast<std::size_t>(n));
+    std::uint64_t claimed = 0;
     for (zip_int64_t i = 0; i < n; ++i) {
         zip_stat_t st;
         zip_stat_init(&st);
@@ -87,6 +100,10 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
         e.crc = st.crc;
         e.method = static_cast<std::uint16_t>(st.comp_method);
         e.encrypted = (st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE;
+        claimed += std::min(e.size, kMaxPackageSize + 1);
+        if (claimed > kMaxPackageSize)
+            throw zipDamaged(file_, "", "the package's parts would inflate to more than " +
+                                            std::to_string(kMaxPackageSize >> 30) + " GiB in all (a zip bomb)");
         byName_.emplace(e.name, entries_.size());
         byFoldedName_.emplace(foldAscii(e.name), entries_.size());
         entries_.push_back(std::move(e));
@@ -122,6 +139,10 @@ std::string ZipReader::read(const Entry& e) const
         throw zipDamaged(file_, e.name, "the entry is encrypted");
     if (e.size > kMaxPartSize)
         throw zipDamaged(file_, e.name, "the entry claims " + std::to_string(e.size) + " bytes, more than a part may hold");
+    if (e.size > kRatioFloor && e.size / kMaxRatio > e.compressedSize)
+        throw zipDamaged(file_, e.name, "the entry would inflate " + std::to_string(e.compressedSize) + " bytes to " +
+                                            std::to_string(e.size) + ", more than " + std::to_string(kMaxRatio) +
+                                            " times (a zip bomb)");
     std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_, e.index, 0));
     if (!f)
         throw zipDamaged(file_, e.name, archiveMessage(archive_));
