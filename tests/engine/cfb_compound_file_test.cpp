@@ -1,6 +1,6 @@
 // The compound-file layer: what it writes libgsf reads back whole, and
-// damaged files (bad header, a sector chain that loops, a size larger than
-// the file) end in an error naming the file instead of a crash or a hang.
+// damaged files (bad header, sector chains that loop or cross, a size larger
+// than the file) end in an error naming the file instead of a crash or a hang.
 
 #include "excel/biff/Bytes.h"
 #include "excel/cfb/CompoundFile.h"
@@ -130,30 +130,57 @@ TEST(CompoundFile, DamagedHeaderNamesTheFile)
     }
 }
 
-TEST(CompoundFile, SectorChainLoopEndsInAnErrorNotAHang)
+// Sector chains bent in the allocation table. The Workbook stream of the
+// sample holds 137 sectors; the summary stream lies in the mini stream, whose
+// container the root entry owns.
+TEST(CompoundFile, BentSectorChainsAreRefusedWhereTheyReachTheBytes)
 {
-    auto file = written(sampleTree());
-    auto bytes = std::vector<std::byte>(file->bytes().begin(), file->bytes().end());
-    const std::size_t entry = directoryEntry(bytes, u"Workbook");
-    ASSERT_NE(entry, 0u);
-    const std::uint32_t start = u32(bytes, entry + 0x74);
-    const std::uint32_t fatSector = u32(bytes, 0x4C);
-    // The stream's second sector points back at its first.
-    const std::size_t fat = 512 + 512 * std::size_t(fatSector);
-    const std::uint32_t second = u32(bytes, fat + 4 * start);
-    put32(bytes, fat + 4 * second, start);
-
-    bool failed = false;
-    try {
-        auto root = cfb::openCompoundFile(std::make_shared<tb::MemorySource>(bytes), "loop.xls");
-        auto wb = root->openStream("Workbook");
-        if (wb)
-            readAll(*wb);
-    } catch (const tb::Error& e) {
-        failed = true;
-        EXPECT_NE(e.description().find("'loop.xls'"), std::string::npos) << e.description();
+    struct Case {
+        const char* what;
+        std::size_t from;  // which sector of the Workbook chain gets a new successor
+        int to;            // its new successor: a sector of the same chain, or -1 for the root's container
+        bool refused;
+    };
+    const Case cases[] = {
+        {"its second sector points back at its first", 1, 0, true},
+        {"its last sector points back at its first", 136, 0, true},
+        {"its second sector points into the mini-stream container", 1, -1, true},
+    };
+    const auto base = written(sampleTree());
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto bytes = std::vector<std::byte>(base->bytes().begin(), base->bytes().end());
+        const std::size_t fat = 512 + 512 * std::size_t(u32(bytes, 0x4C));
+        std::vector<std::uint32_t> chain{u32(bytes, directoryEntry(bytes, u"Workbook") + 0x74)};
+        while (chain.size() < 137)
+            chain.push_back(u32(bytes, fat + 4 * chain.back()));
+        ASSERT_EQ(u32(bytes, fat + 4 * chain.back()), 0xFFFFFFFEu);
+        const std::uint32_t container = u32(bytes, directoryEntry(bytes, u"Root Entry") + 0x74);
+        put32(bytes, fat + 4 * chain[c.from], c.to < 0 ? container : chain[std::size_t(c.to)]);
+        try {
+            auto root = cfb::openCompoundFile(std::make_shared<tb::MemorySource>(bytes), "bent.xls");
+            EXPECT_FALSE(c.refused) << "opened";
+            EXPECT_EQ(readAll(*root->openStream("Workbook")), sampleTree().children[0].data);
+        } catch (const tb::Error& e) {
+            EXPECT_TRUE(c.refused) << e.description();
+            EXPECT_EQ(e.number(), 1004);
+            EXPECT_NE(e.description().find("'bent.xls'"), std::string::npos) << e.description();
+            EXPECT_NE(e.description().find("'Workbook'"), std::string::npos) << e.description();
+        }
     }
-    EXPECT_TRUE(failed);
+
+    // A chain that goes on past its bytes into another stream's sectors is
+    // harmless: nothing reads that tail (xlrd's corrupted_error.xls is such a
+    // file). The root's container gets the Workbook stream as its tail here.
+    auto bytes = std::vector<std::byte>(base->bytes().begin(), base->bytes().end());
+    const std::size_t fat = 512 + 512 * std::size_t(u32(bytes, 0x4C));
+    std::uint32_t last = u32(bytes, directoryEntry(bytes, u"Root Entry") + 0x74);
+    while (u32(bytes, fat + 4 * last) != 0xFFFFFFFEu)
+        last = u32(bytes, fat + 4 * last);
+    put32(bytes, fat + 4 * last, u32(bytes, directoryEntry(bytes, u"Workbook") + 0x74));
+    auto root = cfb::openCompoundFile(std::make_shared<tb::MemorySource>(bytes), "tail.xls");
+    EXPECT_EQ(readAll(*root->openStream("Workbook")), sampleTree().children[0].data);
+    EXPECT_EQ(readAll(*root->openStream("\x05SummaryInformation")), sampleTree().children[1].data);
 }
 
 TEST(CompoundFile, StreamLargerThanTheFileIsNeverRead)

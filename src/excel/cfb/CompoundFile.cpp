@@ -1,5 +1,7 @@
 #include "CompoundFile.h"
 
+#include "AllocationCheck.h"
+
 #include "excel/EngineError.h"
 
 #include <gsf/gsf-infile-msole.h>
@@ -10,7 +12,6 @@
 #include <gsf/gsf-output-memory.h>
 #include <gsf/gsf-utils.h>
 
-#include <cstring>
 #include <initializer_list>
 #include <mutex>
 
@@ -202,55 +203,6 @@ void writeNode(GsfOutfile* dir, const Node& node, const std::string& file)
     }
 }
 
-std::uint32_t le32(std::span<const std::byte> b, std::size_t at)
-{
-    return std::to_integer<std::uint32_t>(b[at]) | (std::to_integer<std::uint32_t>(b[at + 1]) << 8) |
-           (std::to_integer<std::uint32_t>(b[at + 2]) << 16) | (std::to_integer<std::uint32_t>(b[at + 3]) << 24);
-}
-
-// libgsf reads a directory or stream sector that lies past the end of a cut
-// file as if it were empty, and the entries in it vanish without a word. So
-// every sector the allocation table marks as used must lie whole inside the
-// file [MS-CFB 2.2, 2.3]. A header too odd to check is left to libgsf.
-void checkAllocatedSectors(std::span<const std::byte> b, const std::string& file)
-{
-    constexpr std::uint32_t kFree = 0xFFFFFFFF, kEndOfChain = 0xFFFFFFFE;
-    if (b.size() < 512)
-        return;
-    const unsigned shift = std::to_integer<unsigned>(b[0x1E]) | (std::to_integer<unsigned>(b[0x1F]) << 8);
-    if (shift != 9 && shift != 12)
-        return;
-    const std::uint64_t sector = 1u << shift;
-    const std::uint64_t sectors = b.size() <= sector ? 0 : (b.size() - sector) / sector;  // whole ones
-    auto fail = [&](const std::string& what) {
-        throw damaged(file, "compound file", what + " lies beyond the end of the file (the file is cut off)");
-    };
-    std::vector<std::uint32_t> fatSectors;
-    const std::uint32_t fatCount = le32(b, 0x2C);
-    for (std::uint32_t i = 0; i < 109 && fatSectors.size() < fatCount; ++i)
-        fatSectors.push_back(le32(b, 0x4C + 4 * i));
-    std::uint32_t dif = le32(b, 0x44);
-    for (std::uint32_t hops = 0; fatSectors.size() < fatCount && dif != kEndOfChain && dif != kFree; ++hops) {
-        if (hops > sectors || dif >= sectors)
-            return;  // a broken DIFAT chain: libgsf refuses it itself
-        const std::size_t at = static_cast<std::size_t>((dif + 1) * sector);
-        for (std::uint64_t i = 0; i + 1 < sector / 4 && fatSectors.size() < fatCount; ++i)
-            fatSectors.push_back(le32(b, at + 4 * i));
-        dif = le32(b, at + sector - 4);
-    }
-    for (std::size_t k = 0; k < fatSectors.size(); ++k) {
-        const std::uint32_t fs = fatSectors[k];
-        if (fs >= sectors)
-            fail("allocation table sector " + std::to_string(fs));
-        const std::size_t at = static_cast<std::size_t>((fs + 1) * sector);
-        for (std::uint64_t i = 0; i < sector / 4; ++i) {
-            const std::uint64_t index = k * (sector / 4) + i;
-            if (le32(b, at + 4 * i) != kFree && index >= sectors)
-                fail("sector " + std::to_string(index));
-        }
-    }
-}
-
 }  // namespace
 
 std::unique_ptr<Storage> openCompoundFile(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
@@ -260,7 +212,7 @@ std::unique_ptr<Storage> openCompoundFile(std::shared_ptr<const tb::ByteSource> 
     f->bytes = std::move(bytes);
     f->file = file;
     const auto b = f->bytes->bytes();
-    checkAllocatedSectors(b, file);
+    checkAllocationTables(b, file);
     f->input = GRef<GsfInput>(
         gsf_input_memory_new(reinterpret_cast<const guint8*>(b.data()), static_cast<gsf_off_t>(b.size()), FALSE));
     if (!f->input)
