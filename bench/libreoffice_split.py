@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """LibreOffice headless through python3-uno, the macro recipe: for every
-sheet, load the workbook hidden, delete every other sheet, store it as
-Office Open XML under the sheet's name.
+sheet, load the workbook hidden, delete every other sheet, store it in the
+source's family (Excel 97-2003 for .xls, Office Open XML otherwise) under the
+sheet's name.
 
 usage: libreoffice_split.py OUT_DIR WORKBOOK...
 Starts its own soffice with a throw-away profile and ends it at the end.
@@ -45,6 +46,7 @@ def main():
             folder = os.path.join(out, base[:-4].rstrip(". "))
             os.makedirs(folder, exist_ok=True)
             url = uno.systemPathToFileUrl(os.path.abspath(path))
+            family = "MS Excel 97" if path.lower().endswith(".xls") else "Calc MS Excel 2007 XML"
             doc = desktop.loadComponentFromURL(url, "_blank", 0, (prop("Hidden", True),))
             names = list(doc.Sheets.ElementNames)
             doc.close(True)
@@ -54,7 +56,7 @@ def main():
                     if other != name:
                         doc.Sheets.removeByName(other)
                 target = uno.systemPathToFileUrl(os.path.abspath(os.path.join(folder, name + ".xls")))
-                doc.storeToURL(target, (prop("FilterName", "Calc MS Excel 2007 XML"), prop("Overwrite", True)))
+                doc.storeToURL(target, (prop("FilterName", family), prop("Overwrite", True)))
                 doc.close(True)
         try:
             desktop.terminate()

@@ -7,12 +7,17 @@
                             does not grow with the number of sheets
   many/book001..200.xlsx    200 small workbooks of 3 sheets
   sst/sst20mb.xlsx          4 sheets over a shared-string table of about 20 MB
+  xls/sheets20x20000.xls    the big workbook saved as Excel 97-2003 by
+                            LibreOffice (soffice --convert-to xls)
 
 usage: make_workloads.py DIR [--scale F]   (F < 1 makes everything smaller)
 """
 import os
 import random
+import shutil
+import subprocess
 import sys
+import tempfile
 
 import xlsxwriter
 
@@ -61,19 +66,32 @@ def sst(path, megabytes):
     wb.close()
 
 
+def as_xls(xlsx, folder):
+    """Has LibreOffice write the .xls twin of an .xlsx workload, so that the
+    .xls input comes from another program than ours."""
+    profile = tempfile.mkdtemp(prefix="tb-bench-convert-")
+    try:
+        subprocess.run(["soffice", "--headless", "--norestore", "-env:UserInstallation=file://" + profile,
+                        "--convert-to", "xls", "--outdir", folder, xlsx],
+                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    finally:
+        shutil.rmtree(profile, ignore_errors=True)
+
+
 def main():
     if len(sys.argv) < 2:
         print(__doc__, file=sys.stderr)
         return 2
     out = sys.argv[1]
     scale = float(sys.argv[sys.argv.index("--scale") + 1]) if "--scale" in sys.argv else 1.0
-    for d in ("big", "big5", "many", "sst"):
+    for d in ("big", "big5", "many", "sst", "xls"):
         os.makedirs(os.path.join(out, d), exist_ok=True)
     big(os.path.join(out, "big", "sheets20x20000.xlsx"), 20, max(10, int(20000 * scale)))
     big(os.path.join(out, "big5", "sheets5x20000.xlsx"), 5, max(10, int(20000 * scale)))
     for i in range(max(2, int(200 * scale))):
         small(os.path.join(out, "many", "book%03d.xlsx" % (i + 1)), i)
     sst(os.path.join(out, "sst", "sst20mb.xlsx"), max(1, int(20 * scale)))
+    as_xls(os.path.join(out, "big", "sheets20x20000.xlsx"), os.path.join(out, "xls"))
     return 0
 
 
