@@ -1,6 +1,7 @@
 // Whole split runs through the window and the real engine, offscreen.
 
 #include "WindowFixture.h"
+#include "support/SourceGuard.h"
 
 #include <QProcess>
 #include <QProgressBar>
@@ -63,10 +64,15 @@ struct Run : support::WindowFixture {
         form->UpdateListView(path);
         return path;
     }
+    // Every run, whatever it ends with, leaves the sources' bytes and
+    // modification times as they were.
     void split(const QString& folder)
     {
+        const support::SourceFolderGuard sources(in);
         platform.folders.answers = {folder};
         form->mnuSplit_Click();
+        const std::string changed = sources.changes();
+        QVERIFY2(changed.empty(), changed.c_str());
     }
     void split() { split(QString::fromStdString(out.string())); }
     QStringList tree() const
@@ -270,6 +276,7 @@ private slots:
 
         const fs::path cliOut = r.dir / "cli";
         fs::create_directories(cliOut);
+        const support::SourceFolderGuard sources(r.in);
         QProcess cli;
         cli.start(QCoreApplication::applicationDirPath() + "/tamberlin-split",
                   {"-o", QString::fromStdString(cliOut.string()), QString::fromStdString((r.in / "Book1.xlsx").string()),
@@ -278,6 +285,7 @@ private slots:
         QVERIFY2(cli.waitForStarted(), qPrintable(cli.errorString()));
         QVERIFY(cli.waitForFinished(60000));
         QCOMPARE(cli.exitCode(), 0);
+        QCOMPARE(sources.changes(), std::string());
 
         QStringList windowFiles, cliFiles;
         for (const auto& e : fs::recursive_directory_iterator(r.out))

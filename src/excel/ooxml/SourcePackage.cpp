@@ -5,6 +5,8 @@
 #include "Xml.h"
 #include "excel/EngineError.h"
 
+#include <set>
+
 namespace excel::ooxml {
 
 namespace {
@@ -67,6 +69,7 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
         throw damaged(file, "part '" + p->workbookPart_ + "'",
                       "expected a <workbook> element, found <" + std::string(root.name()) + ">");
     auto sheets = child(root, "sheets");
+    std::set<std::string> relIds;
     for (auto s = sheets.first_child(); s; s = s.next_sibling()) {
         if (s.type() != pugi::node_element || localName(s) != "sheet")
             continue;
@@ -76,6 +79,11 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
         if (!rid)
             throw damaged(file, "part '" + p->workbookPart_ + "'", "the sheet '" + e.name + "' has no relationship id");
         e.relId = rid.value();
+        // Two tabs on one relationship would be one sheet under two names.
+        if (!relIds.insert(e.relId).second)
+            throw damaged(file, "part '" + p->workbookPart_ + "'",
+                          "the sheet '" + e.name + "' names the relationship '" + e.relId +
+                              "', which an earlier sheet names too");
         const Relationship* rel = nullptr;
         for (const auto& r : p->workbookRels_) {
             if (r.id == e.relId)

@@ -65,8 +65,8 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
         zip_error_fini(&err);
         throw zipDamaged(file_, "", msg);
     }
-    archive_ = zip_open_from_source(src, ZIP_RDONLY, &err);
-    if (archive_ == nullptr) {
+    archive_.reset(zip_open_from_source(src, ZIP_RDONLY, &err));
+    if (!archive_) {
         const int code = zip_error_code_zip(&err);
         zip_error_fini(&err);
         zip_source_free(src);
@@ -77,9 +77,9 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
     }
     zip_error_fini(&err);
 
-    const zip_int64_t n = zip_get_num_entries(archive_, 0);
+    const zip_int64_t n = zip_get_num_entries(archive_.get(), 0);
     if (n < 0)
-        throw zipDamaged(file_, "", archiveMessage(archive_));
+        throw zipDamaged(file_, "", archiveMessage(archive_.get()));
     if (static_cast<std::uint64_t>(n) > kMaxEntries)
         throw zipDamaged(file_, "", "the package holds " + std::to_string(n) + " entries, more than the " +
                                         std::to_string(kMaxEntries) + " a workbook may have");
@@ -88,8 +88,8 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
     for (zip_int64_t i = 0; i < n; ++i) {
         zip_stat_t st;
         zip_stat_init(&st);
-        if (zip_stat_index(archive_, static_cast<zip_uint64_t>(i), 0, &st) != 0)
-            throw zipDamaged(file_, "", "entry " + std::to_string(i) + ": " + archiveMessage(archive_));
+        if (zip_stat_index(archive_.get(), static_cast<zip_uint64_t>(i), 0, &st) != 0)
+            throw zipDamaged(file_, "", "entry " + std::to_string(i) + ": " + archiveMessage(archive_.get()));
         if (!(st.valid & ZIP_STAT_NAME) || st.name == nullptr)
             throw zipDamaged(file_, "", "entry " + std::to_string(i) + " has no name");
         Entry e;
@@ -110,11 +110,9 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
     }
 }
 
-ZipReader::~ZipReader()
-{
-    if (archive_ != nullptr)
-        zip_discard(archive_);
-}
+ZipReader::~ZipReader() = default;
+
+void ZipReader::Discard::operator()(::zip* z) const { zip_discard(z); }
 
 const Entry* ZipReader::find(const std::string& name) const
 {
@@ -143,9 +141,9 @@ std::string ZipReader::read(const Entry& e) const
         throw zipDamaged(file_, e.name, "the entry would inflate " + std::to_string(e.compressedSize) + " bytes to " +
                                             std::to_string(e.size) + ", more than " + std::to_string(kMaxRatio) +
                                             " times (a zip bomb)");
-    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_, e.index, 0));
+    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, 0));
     if (!f)
-        throw zipDamaged(file_, e.name, archiveMessage(archive_));
+        throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));
     std::string out;
     try {
         out.resize(static_cast<std::size_t>(e.size));
@@ -181,9 +179,9 @@ RawEntry ZipReader::readRaw(const Entry& e) const
     const auto span = bytes_->bytes();
     if (e.compressedSize > span.size())
         throw zipDamaged(file_, e.name, "the entry claims more bytes than the file holds");
-    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_, e.index, ZIP_FL_COMPRESSED));
+    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, ZIP_FL_COMPRESSED));
     if (!f)
-        throw zipDamaged(file_, e.name, archiveMessage(archive_));
+        throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));
     RawEntry raw;
     raw.method = e.method;
     raw.crc = e.crc;

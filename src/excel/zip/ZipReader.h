@@ -58,7 +58,10 @@ public:
 private:
     std::shared_ptr<const tb::ByteSource> bytes_;
     std::string file_;
-    ::zip* archive_ = nullptr;
+    struct Discard {
+        void operator()(::zip* z) const;
+    };
+    std::unique_ptr<::zip, Discard> archive_;  // discarded even when the constructor throws
     std::vector<Entry> entries_;
     std::unordered_map<std::string, std::size_t> byName_;
     std::unordered_map<std::string, std::size_t> byFoldedName_;
