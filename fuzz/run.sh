@@ -41,11 +41,11 @@ cp -n "$root/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null || true
 
 # Leaks count as findings; -rss_limit_mb and -malloc_limit_mb turn a
 # decompression bomb that gets past the engine's budgets into a finding too.
-export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1}
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1:fast_unwind_on_malloc=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
-# Leaks inside GLib (libgsf allocates through it) are suppressed by name, as
-# in the sanitizer build of the suite; leaks in the engine are findings.
-export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/tests/support/lsan.supp:print_suppressions=0}
+# A leak inside libgsf is suppressed by name, as in the sanitizer build of the
+# suite (tests/support/lsan.supp); leaks in the engine are findings.
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/tests/support/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0}
 start=$(date +%s)
 status=0
 /usr/bin/time -f '%U %S' -o "$build/.fuzz-cpu" \
