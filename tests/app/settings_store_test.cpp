@@ -1,3 +1,4 @@
+#include "SettingsFixture.h"
 #include "app/clsSetting.h"
 #include "app/scripting/TextStream.h"
 #include "platform/sys/Error.h"
@@ -13,13 +14,6 @@ using support::utf16File;
 using support::writeBytes;
 
 namespace {
-
-struct SettingsFixture : ::testing::Test {
-    support::TempDir dir;
-    support::ScriptedMessageBox box;
-    std::filesystem::path file = dir / "Config.cfg";
-    QString path() const { return QString::fromStdString(file.string()); }
-};
 
 TEST_F(SettingsFixture, RoundTripKeepsEveryByteOfACanonicalFile)
 {

@@ -3,6 +3,7 @@
 // read-only. The user sees "Can't Write Setting to config file" and the file
 // keeps every byte it had; no temporary file is left beside it.
 
+#include "SettingsFixture.h"
 #include "app/clsSetting.h"
 #include "support/ScriptedPlatform.h"
 #include "support/TempDir.h"
@@ -20,12 +21,7 @@ using support::writeBytes;
 
 namespace {
 
-struct SettingsWriteFault : ::testing::Test {
-    support::TempDir dir;
-    support::ScriptedMessageBox box;
-    std::filesystem::path file = dir / "Config.cfg";
-    QString path() const { return QString::fromStdString(file.string()); }
-
+struct SettingsWriteFault : SettingsFixture {
     std::vector<std::string> strays() const
     {
         std::vector<std::string> out;

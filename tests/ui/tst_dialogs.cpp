@@ -46,6 +46,22 @@ QString setting(const support::WindowFixture& w, const char* key)
     return v;
 }
 
+// A folder of stand-in programs that is the whole PATH while it lives.
+struct FakeBin {
+    support::TempDir tmp;
+    fs::path dir = tmp.path();
+    QByteArray oldPath = qgetenv("PATH");
+    FakeBin() { qputenv("PATH", QByteArray::fromStdString(dir.string())); }
+    ~FakeBin() { qputenv("PATH", oldPath); }
+    fs::path install(const char* name) const
+    {
+        const fs::path tool = dir / name;
+        support::writeBytes(tool, {'#', '!', '/', 'b', 'i', 'n', '/', 's', 'h', '\n'});
+        fs::permissions(tool, fs::perms::owner_all);
+        return tool;
+    }
+};
+
 }  // namespace
 
 class DialogsTest : public QObject {
@@ -307,17 +323,12 @@ private slots:
 
     void theDesktopLookupFindsAnInstalledInformationTool()
     {
-        support::TempDir bin;
-        const QByteArray oldPath = qgetenv("PATH");
-        qputenv("PATH", QByteArray::fromStdString(bin.path().string()));
+        FakeBin bin;
         platform::qt::SystemLookup lookup;
         const QString key = "SOFTWARE\\Microsoft\\Shared Tools\\MSINFO";
         QCOMPARE(lookup.query("HKEY_LOCAL_MACHINE", key, "PATH").status, platform::reg::NotFound);
-        const fs::path tool = bin / "gnome-system-monitor";
-        support::writeBytes(tool, {'#', '!', '/', 'b', 'i', 'n', '/', 's', 'h', '\n'});
-        fs::permissions(tool, fs::perms::owner_all);
+        const fs::path tool = bin.install("gnome-system-monitor");
         const auto v = lookup.query("HKEY_LOCAL_MACHINE", key, "PATH");
-        qputenv("PATH", oldPath);
         QCOMPARE(v.status, platform::reg::Success);
         QCOMPARE(v.type, platform::reg::TypeString);
         QCOMPARE(v.data, QByteArray::fromStdString(tool.string()) + QByteArray(1, '\0'));
@@ -327,9 +338,7 @@ private slots:
 
     void theDesktopLookupPrefersHardinfoThenGnomeThenKde()
     {
-        support::TempDir bin;
-        const QByteArray oldPath = qgetenv("PATH");
-        qputenv("PATH", QByteArray::fromStdString(bin.path().string()));
+        FakeBin bin;
         platform::qt::SystemLookup lookup;
         const QString key = "SOFTWARE\\Microsoft\\Shared Tools\\MSINFO";
         auto found = [&] {
@@ -337,22 +346,15 @@ private slots:
             return v.status == platform::reg::Success ? fs::path(v.data.chopped(1).toStdString()).filename().string()
                                                       : std::string("none");
         };
-        for (const char* tool : {"kinfocenter", "gnome-system-monitor", "hardinfo"}) {
-            support::writeBytes(bin / tool, {'#', '!', '/', 'b', 'i', 'n', '/', 's', 'h', '\n'});
-            fs::permissions(bin / tool, fs::perms::owner_all);
-        }
-        const std::string first = found();
-        fs::remove(bin / "hardinfo");
-        const std::string second = found();
-        fs::remove(bin / "gnome-system-monitor");
-        const std::string third = found();
-        fs::remove(bin / "kinfocenter");
-        const std::string none = found();
-        qputenv("PATH", oldPath);
-        QCOMPARE(first, std::string("hardinfo"));
-        QCOMPARE(second, std::string("gnome-system-monitor"));
-        QCOMPARE(third, std::string("kinfocenter"));
-        QCOMPARE(none, std::string("none"));
+        for (const char* tool : {"kinfocenter", "gnome-system-monitor", "hardinfo"})
+            bin.install(tool);
+        QCOMPARE(found(), std::string("hardinfo"));
+        fs::remove(bin.dir / "hardinfo");
+        QCOMPARE(found(), std::string("gnome-system-monitor"));
+        fs::remove(bin.dir / "gnome-system-monitor");
+        QCOMPARE(found(), std::string("kinfocenter"));
+        fs::remove(bin.dir / "kinfocenter");
+        QCOMPARE(found(), std::string("none"));
     }
 
     void aMissingAboutIconIsReportedAndTheDialogDoesNotOpen()
