@@ -40,6 +40,8 @@ TEST(OoxmlOpen, ListsWorksheetsInTabOrderWithNamesAsStored)
         for (const auto& n : listing(f))
             EXPECT_EQ(n.rfind("Chart", 0), std::string::npos) << f << ": " << n;
     }
+    // A workbook of chart sheets alone has no worksheet.
+    EXPECT_TRUE(listing("made/chart_only.xlsx").empty());
     // Hidden sheets are.
     auto doc = excel::openDocument(source(zipOf(minimalWorkbook())), "min.xlsx");
     EXPECT_EQ(doc->worksheetNames(), (std::vector<std::string>{"One", "Two & more"}));

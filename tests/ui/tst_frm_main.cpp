@@ -273,6 +273,7 @@ private slots:
         w.form->UpdateListView(sample("chartsheet02.xlsx"));  // a chart sheet between two worksheets
         w.form->UpdateListView(xlsSample("hide01.xls"));
         w.form->UpdateListView(xlsSample("simple02.xls"));
+        w.form->UpdateListView(sample("made/chart_only.xlsx"));  // chart sheets only: opened, no row
         QVERIFY2(w.messages().isEmpty(), qPrintable(w.messages().join("|")));
         QCOMPARE(w.rows(), (QStringList{"hide01.xlsx|Sheet1", "hide01.xlsx|Sheet2", "hide01.xlsx|Sheet3",
                                         "hide02.xlsx|Sheet1", "hide02.xlsx|Sheet2", "hide02.xlsx|Sheet3",
@@ -284,7 +285,7 @@ private slots:
         // The busy pointer stands over the window while a workbook is opened,
         // and is back to normal afterwards.
         const QString busy = QString("11/%1").arg(int(Qt::WaitCursor));
-        QCOMPARE(watch.seen, QStringList(5, busy));
+        QCOMPARE(watch.seen, QStringList(6, busy));
         QCOMPARE(w.form->MousePointer(), 0);
         QCOMPARE(w.form->cursor().shape(), Qt::ArrowCursor);
         QCOMPARE(w.list()->currentRow(), 0);

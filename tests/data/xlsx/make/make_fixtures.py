@@ -11,6 +11,9 @@ libreoffice-calc-nogui. Writes into the folder above this script:
                     writes shared formulas and its own cached values.
   damaged/forged_names.xlsx a sheet name holding "/" and one holding "..", as only
                     a forged file can carry (Excel refuses both).
+  made/chart_only.xlsx  Excel's chartsheet01.xlsx with its worksheet's tab
+                    taken out of workbook.xml: one chart sheet, no worksheet
+                    (the worksheet part stays, as the chart's data).
 """
 import os
 import shutil
@@ -82,6 +85,16 @@ def forged(path):
     os.remove(tmp)
 
 
+def chart_only(src, path):
+    with zipfile.ZipFile(src) as zin, zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as zout:
+        for item in zin.infolist():
+            data = zin.read(item.filename)
+            if item.filename == "xl/workbook.xml":
+                data = data.replace(b'<sheet name="Sheet1" sheetId="1" r:id="rId1"/>', b"")
+                data = data.replace(b' activeTab="1"', b"")
+            zout.writestr(item, data)
+
+
 def libreoffice_copy(src, dst):
     soffice = shutil.which("soffice")
     if not soffice:
@@ -100,6 +113,7 @@ def libreoffice_copy(src, dst):
 if __name__ == "__main__":
     crossref(os.path.join(OUT, "crossref.xlsx"))
     forged(os.path.join(OUT, "damaged", "forged_names.xlsx"))
+    chart_only(os.path.join(OUT, "chartsheet01.xlsx"), os.path.join(OUT, "made", "chart_only.xlsx"))
     tmp = tempfile.mkdtemp()
     try:
         shutil.copy(os.path.join(OUT, "crossref.xlsx"), os.path.join(tmp, "crossref_lo.xlsx"))
