@@ -48,11 +48,11 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/tests/support/lsan.supp:print_suppressions=0:fast_unwind_on_malloc=0}
 start=$(date +%s)
 status=0
-/usr/bin/time -f '%U %S' -o "$build/.fuzz-cpu" \
+/usr/bin/time -f '%U %S' -o "$build/.fuzz-cpu-$target" \
   "$build/fuzz_$target" "$corpus" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2560 \
   -malloc_limit_mb=1536 -max_len=1048576 -artifact_prefix="$crashes/" -print_final_stats=1 "$@" \
   >"$build/fuzz_$target.log" 2>&1 || status=$?
-cpu=$(awk '{printf "%d", $1 + $2}' "$build/.fuzz-cpu" 2>/dev/null || echo 0)
+cpu=$(awk '{printf "%d", $1 + $2}' "$build/.fuzz-cpu-$target" 2>/dev/null || echo 0)
 echo "$(date -u +%FT%TZ) $target wall=$(( $(date +%s) - start ))s cpu=${cpu}s status=$status" >>"$build/fuzz-time.log"
 grep -E '^(stat::number_of_executed_runs|#[0-9]+ *DONE)' "$build/fuzz_$target.log" | tail -2 || true
 if [ $status -ne 0 ]; then
