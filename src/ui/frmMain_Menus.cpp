@@ -52,14 +52,14 @@ void frmMain::buildMenus()
           {"mnuPopupRemoveItem", "Remove Item", &frmMain::mnuPopupRemoveItem_Click},
           {"mnuPopupClearList", "Clear List", &frmMain::mnuPopupClearList_Click}}},
     };
-    for (const auto& spec : bar) {
-        const QString name = QString::fromLatin1(spec.name);
-        auto* menu = new QMenu(QString::fromLatin1(spec.caption), this);
+    for (const auto& top : bar) {
+        const QString name = QString::fromLatin1(top.name);
+        auto* menu = new QMenu(QString::fromLatin1(top.caption), this);
         menu->setObjectName(name);
         menu->menuAction()->setObjectName(name);
         if (name != QLatin1String("mnuPopup"))
             menuBar_->addMenu(menu);
-        for (const auto& e : spec.entries) {
+        for (const auto& e : top.entries) {
             QAction* action = nullptr;
             if (QLatin1String(e.caption) == QLatin1String("-")) {
                 action = menu->addSeparator();
