@@ -219,16 +219,22 @@ private:
         if (at(w) == ':')
             bang = skipWord(w + 1);
         if (at(bang) == '!') {
-            Token t;
-            t.begin = pos_;
-            t.hasPrefix = true;
-            splitSheets(t, f_.substr(pos_, bang - pos_));
-            finishReference(t, bang + 1, readLocal(bang + 1));
+            unquotedPrefixReference(bang);
             return;
         }
         Token t;
         t.begin = pos_;
         finishReference(t, pos_, close);
+    }
+
+    // A reference whose unquoted sheet prefix runs from here to the "!" at `bang`.
+    void unquotedPrefixReference(std::size_t bang)
+    {
+        Token t;
+        t.begin = pos_;
+        t.hasPrefix = true;
+        splitSheets(t, f_.substr(pos_, bang - pos_));
+        finishReference(t, bang + 1, readLocal(bang + 1));
     }
 
     void word()
@@ -240,21 +246,13 @@ private:
             return;
         }
         if (c == '!') {
-            Token t;
-            t.begin = pos_;
-            t.hasPrefix = true;
-            splitSheets(t, f_.substr(pos_, w - pos_));
-            finishReference(t, w + 1, readLocal(w + 1));
+            unquotedPrefixReference(w);
             return;
         }
         if (c == ':') {
             const std::size_t w2 = skipWord(w + 1);
             if (w2 > w + 1 && at(w2) == '!') {  // Sheet1:Sheet3!A1
-                Token t;
-                t.begin = pos_;
-                t.hasPrefix = true;
-                splitSheets(t, f_.substr(pos_, w2 - pos_));
-                finishReference(t, w2 + 1, readLocal(w2 + 1));
+                unquotedPrefixReference(w2);
                 return;
             }
             if (at(w + 1) == '\'') {  // Sheet1:'Sheet 3'!A1, as some writers put it
