@@ -79,6 +79,13 @@ TEST(OoxmlOpen, BadPackagesGiveErrorsNamingTheFileAndWhatIsWrong)
          "which is missing"},
         {"workbook not XML", zipOf(replaced(good, "xl/workbook.xml", "<workbook><sheets>")), "not well-formed XML"},
         {"workbook of another kind", zipOf(replaced(good, "xl/workbook.xml", "<document/>")), "expected a <workbook>"},
+        {"two tabs on one relationship",
+         zipOf(replaced(good, "xl/workbook.xml",
+                        "<workbook xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
+                        "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\"><sheets>"
+                        "<sheet name=\"One\" sheetId=\"1\" r:id=\"rId1\"/><sheet name=\"Again\" sheetId=\"2\" "
+                        "r:id=\"rId1\"/></sheets></workbook>")),
+         "which an earlier sheet names too"},
         {"a word document",
          zipOf(replaced(good, "[Content_Types].xml",
                         "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">"
