@@ -12,4 +12,9 @@ tb::Error damaged(const std::string& file, const std::string& where, const std::
     return tb::Error(tb::err::EngineFailure, "'" + file + "' is damaged: " + where + ": " + detail);
 }
 
+tb::Error refused(const std::string& file, const std::string& isWhat)
+{
+    return tb::Error(tb::err::EngineFailure, "'" + file + "' " + isWhat);
+}
+
 }  // namespace excel

@@ -18,4 +18,8 @@ tb::Error engineError(const std::string& file, const std::string& what);
 // "'<file>' is damaged: <where>: <detail>".
 tb::Error damaged(const std::string& file, const std::string& where, const std::string& detail);
 
+// A file the engine will not read, said in a sentence about the file:
+// "'<file>' is encrypted (password to open) ...".
+tb::Error refused(const std::string& file, const std::string& isWhat);
+
 }  // namespace excel

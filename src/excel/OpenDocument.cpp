@@ -39,15 +39,12 @@ std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> byt
         return ooxml::openPackage(std::move(bytes), file);
     if (startsWith(b, kCompoundFile))
         return biff::openCompoundFile(std::move(bytes), file);
-    const auto refuse = [&file](const std::string& isWhat) {
-        return tb::Error(tb::err::EngineFailure, "'" + file + "' " + isWhat);
-    };
     if (b.empty())
-        throw refuse("is not a workbook: the file is empty.");
+        throw refused(file, "is not a workbook: the file is empty.");
     if (isBareOldBiff(b))
-        throw refuse("is an Excel 2.x-4.0 workbook (BIFF2 to BIFF4); only Excel 97-2003 workbooks (BIFF8) and "
-                     "Office Open XML workbooks can be read.");
-    throw refuse("is not a workbook: it is neither an Excel 97-2003 file nor an Office Open XML package.");
+        throw refused(file, "is an Excel 2.x-4.0 workbook (BIFF2 to BIFF4); only Excel 97-2003 workbooks (BIFF8) and "
+                              "Office Open XML workbooks can be read.");
+    throw refused(file, "is not a workbook: it is neither an Excel 97-2003 file nor an Office Open XML package.");
 }
 
 }  // namespace excel

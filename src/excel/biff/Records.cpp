@@ -14,11 +14,6 @@ std::string hex4(std::uint16_t v)
     return buf;
 }
 
-tb::Error refused(const std::string& file, const std::string& isWhat)
-{
-    return tb::Error(tb::err::EngineFailure, "'" + file + "' " + isWhat);
-}
-
 void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail)
 {
     throw damaged(ctx.file, ctx.stream + " stream, record " + hex4(r.type) + " at offset " + std::to_string(r.offset),

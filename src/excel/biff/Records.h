@@ -5,6 +5,7 @@
 // its type and offset.
 
 #include "Bytes.h"
+#include "excel/EngineError.h"
 #include "platform/sys/Error.h"
 
 #include <cstddef>
@@ -59,8 +60,5 @@ ContinuedRecord readContinued(RecordReader& reader);
 [[noreturn]] void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail);
 [[noreturn]] void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::string& detail);
 std::string hex4(std::uint16_t v);
-// A workbook the engine will not read, said in a sentence about the file:
-// "'<file>' is encrypted (password to open) ...".
-[[nodiscard]] tb::Error refused(const std::string& file, const std::string& isWhat);
 
 }  // namespace excel::biff

@@ -1,6 +1,7 @@
 #include "AllocationCheck.h"
 
 #include "excel/EngineError.h"
+#include "excel/biff/Bytes.h"
 
 #include <cstdint>
 #include <utility>
@@ -14,18 +15,16 @@ constexpr std::uint32_t kMaxRegular = 0xFFFFFFFA;  // above: FREE, ENDOFCHAIN, F
 constexpr std::uint32_t kFree = 0xFFFFFFFF;
 constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
 
-std::uint32_t le32(std::span<const std::byte> b, std::size_t at)
-{
-    return std::to_integer<std::uint32_t>(b[at]) | (std::to_integer<std::uint32_t>(b[at + 1]) << 8) |
-           (std::to_integer<std::uint32_t>(b[at + 2]) << 16) | (std::to_integer<std::uint32_t>(b[at + 3]) << 24);
-}
+// Compound-file headers and tables are little-endian, as BIFF records are.
+using biff::u16;
+using biff::u32;
 
 // The name of a directory entry, for messages: its UTF-16 code units below 128.
 std::string entryName(std::span<const std::byte> e)
 {
     std::string s;
     for (std::size_t i = 0; i + 1 < 64; i += 2) {
-        const unsigned u = std::to_integer<unsigned>(e[i]) | (std::to_integer<unsigned>(e[i + 1]) << 8);
+        const unsigned u = u16(e, i);
         if (u == 0)
             break;
         s += u >= 32 && u < 127 ? static_cast<char>(u) : '?';
@@ -47,7 +46,7 @@ public:
     {
         if (b_.size() < 512)
             return false;
-        const unsigned shift = std::to_integer<unsigned>(b_[0x1E]) | (std::to_integer<unsigned>(b_[0x1F]) << 8);
+        const unsigned shift = u16(b_, 0x1E);
         if (shift != 9 && shift != 12)
             return false;
         sector_ = std::uint64_t{1} << shift;
@@ -65,7 +64,7 @@ public:
             const std::size_t at = offsetOf(fs);
             for (std::uint64_t i = 0; i < sector_ / 4; ++i) {
                 const std::uint64_t index = k * (sector_ / 4) + i;
-                if (le32(b_, at + 4 * i) != kFree && index >= sectors_)
+                if (u32(b_, at + 4 * i) != kFree && index >= sectors_)
                     cutOff("sector " + std::to_string(index));
             }
         }
@@ -77,14 +76,14 @@ public:
     {
         owner_.assign(sectors_, 0);
         const auto fatNext = [this](std::uint32_t s) { return next(s); };
-        const std::uint32_t dirStart = le32(b_, 0x30);
+        const std::uint32_t dirStart = u32(b_, 0x30);
         const auto dir = walk({dirStart, UINT64_MAX, "the directory"}, owner_, fatNext);
         std::vector<std::uint32_t> miniFat;
-        const std::uint32_t miniFatStart = le32(b_, 0x3C);
+        const std::uint32_t miniFatStart = u32(b_, 0x3C);
         if (miniFatStart <= kMaxRegular) {
-            for (std::uint32_t s : walk({miniFatStart, le32(b_, 0x40), "the mini-stream table"}, owner_, fatNext)) {
+            for (std::uint32_t s : walk({miniFatStart, u32(b_, 0x40), "the mini-stream table"}, owner_, fatNext)) {
                 for (std::uint64_t i = 0; i < sector_ / 4; ++i)
-                    miniFat.push_back(le32(b_, offsetOf(s) + 4 * i));
+                    miniFat.push_back(u32(b_, offsetOf(s) + 4 * i));
             }
         }
         const auto miniNext = [&miniFat](std::uint32_t s) { return s < miniFat.size() ? miniFat[s] : kEndOfChain; };
@@ -95,15 +94,15 @@ public:
         // harmless, since nothing reads it (Excel itself leaves such files),
         // but one that runs in a circle is damage.
         std::vector<std::pair<Chain, bool>> streams;  // bool: in the mini stream
-        const std::uint32_t cutoff = le32(b_, 0x38);
+        const std::uint32_t cutoff = u32(b_, 0x38);
         for (std::uint32_t ds : dir) {
             for (std::uint64_t off = 0; off + 128 <= sector_; off += 128) {
                 const auto e = b_.subspan(offsetOf(ds) + off, 128);
-                const unsigned type = std::to_integer<unsigned>(e[0x42]);
+                const unsigned type = biff::u8(e, 0x42);
                 if (type != 2 && type != 5)  // streams and the root's mini-stream container
                     continue;
-                const std::uint64_t size = le32(e, 0x78) | (sector_ == 4096 ? std::uint64_t{le32(e, 0x7C)} << 32 : 0);
-                const std::uint32_t start = le32(e, 0x74);
+                const std::uint64_t size = u32(e, 0x78) | (sector_ == 4096 ? std::uint64_t{u32(e, 0x7C)} << 32 : 0);
+                const std::uint32_t start = u32(e, 0x74);
                 if (size == 0 || start > kMaxRegular)
                     continue;
                 const bool mini = type == 2 && size < cutoff;
@@ -128,17 +127,17 @@ public:
 private:
     bool readFatSectors()
     {
-        const std::uint32_t fatCount = le32(b_, 0x2C);
+        const std::uint32_t fatCount = u32(b_, 0x2C);
         for (std::uint32_t i = 0; i < 109 && fatSectors_.size() < fatCount; ++i)
-            fatSectors_.push_back(le32(b_, 0x4C + 4 * i));
-        std::uint32_t dif = le32(b_, 0x44);
+            fatSectors_.push_back(u32(b_, 0x4C + 4 * i));
+        std::uint32_t dif = u32(b_, 0x44);
         for (std::uint32_t hops = 0; fatSectors_.size() < fatCount && dif != kEndOfChain && dif != kFree; ++hops) {
             if (hops > sectors_ || dif >= sectors_)
                 return false;  // a broken DIFAT chain: libgsf refuses it itself
             const std::size_t at = offsetOf(dif);
             for (std::uint64_t i = 0; i + 1 < sector_ / 4 && fatSectors_.size() < fatCount; ++i)
-                fatSectors_.push_back(le32(b_, at + 4 * i));
-            dif = le32(b_, at + sector_ - 4);
+                fatSectors_.push_back(u32(b_, at + 4 * i));
+            dif = u32(b_, at + sector_ - 4);
         }
         return true;
     }
@@ -153,7 +152,7 @@ private:
         const std::uint64_t k = s / perSector;
         if (k >= fatSectors_.size() || fatSectors_[k] >= sectors_)
             return kEndOfChain;
-        return le32(b_, offsetOf(fatSectors_[k]) + 4 * (s % perSector));
+        return u32(b_, offsetOf(fatSectors_[k]) + 4 * (s % perSector));
     }
 
     // Follows a chain for at most `count` sectors and gives them. Each chain
