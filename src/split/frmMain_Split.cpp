@@ -110,7 +110,7 @@ void frmMain::mnuSplit_Click()
         auto active = [&xl] {
             auto book = xl.ActiveWorkbook();
             if (!book)
-                throw tb::Error(91, "Object variable not set: the engine has no active workbook.");
+                throw tb::Error(tb::err::ObjectNotSet, "Object variable not set: the engine has no active workbook.");
             return book;
         };
         for (qint32 index = 1; index <= lastRow; ++index) {

@@ -21,7 +21,7 @@ void frmMain::mnuRemoveItem_Click()
             return;
         const int current = lvwTask_->currentRow();
         if (current < 0)
-            throw tb::Error(91, "Object variable not set: no row of the list is selected.");
+            throw tb::Error(tb::err::ObjectNotSet, "Object variable not set: no row of the list is selected.");
         lvwTask_->removeRow(current);
         // The row that moved up into the removed one's place, or the new last row.
         const int next = std::min(current, lvwTask_->rowCount() - 1);

@@ -182,7 +182,7 @@ void frmAbout::lblTechnicalSupport_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("lblTechnicalSupport_Click"), [&] {
         if (!g_.gMainForm)
-            throw tb::Error(91, "Object variable or With block variable not set");
+            throw tb::Error(tb::err::ObjectNotSet, "Object variable or With block variable not set");
         g_.gMainForm->mnuSupport_Click();
     });
 }
@@ -191,7 +191,7 @@ void frmAbout::lblVisitHomePage_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("lblVisitHomePage_Click"), [&] {
         if (!g_.gMainForm)
-            throw tb::Error(91, "Object variable or With block variable not set");
+            throw tb::Error(tb::err::ObjectNotSet, "Object variable or With block variable not set");
         g_.gMainForm->mnuVisitHomePage_Click();
     });
 }

@@ -60,7 +60,7 @@ frmOptions::frmOptions(app::Globals& g, QWidget* parent) : QDialog(parent), g_(g
 app::clsSetting& frmOptions::store() const
 {
     if (!g_.gSetting)
-        throw tb::Error(91, "Object variable or With block variable not set");
+        throw tb::Error(tb::err::ObjectNotSet, "Object variable or With block variable not set");
     return *g_.gSetting;
 }
 
