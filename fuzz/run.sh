@@ -32,7 +32,8 @@ if [ ! -f "$build/CMakeCache.txt" ]; then
   cmake -S "$root" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DTAMBERLIN_FUZZ=ON -DTAMBERLIN_BUILD_TESTS=OFF >/dev/null
 fi
-cmake --build "$build" --target "fuzz_$target" -j "${TAMBERLIN_JOBS:-2}" >/dev/null
+# Two runs may start at once (one per core); one builds at a time.
+flock "$build/.build-lock" cmake --build "$build" --target "fuzz_$target" -j "${TAMBERLIN_JOBS:-2}" >/dev/null
 
 corpus=$build/corpus/$target
 crashes=$build/crashes/$target

@@ -419,7 +419,8 @@ TEST(BiffCopy, NameIndicesFollowTheNamesLeftOut)
         const auto before = namesUsedByCells(srcStream, sg.sheets[i].position, sg.end);
         const auto after = namesUsedByCells(copyStream, cg.sheets[0].position, cg.end);
         EXPECT_EQ(after, before);
-        if (i == 2)
+        if (i == 2) {
             EXPECT_FALSE(before.empty());
+        }
     }
 }

@@ -107,7 +107,7 @@ private slots:
                 icon = m->icon();
                 buttons.clear();
                 for (QAbstractButton* b : m->buttons())
-                    buttons << m->buttonText(m->standardButton(b));
+                    buttons << b->text();
                 act(m);
             });
         };

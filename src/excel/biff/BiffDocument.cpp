@@ -98,9 +98,14 @@ public:
         if (index >= worksheets_.size())
             throw tb::Error(tb::err::SubscriptOutOfRange, "'" + ctx_.file + "' has no worksheet number " +
                                                               std::to_string(index + 1) + ".");
-        std::vector<std::byte> all;
-        stream_->read(0, static_cast<std::size_t>(stream_->size()), all);
-        SheetCopy copy = copySheet(all, globals_, worksheets_[index], source, ctx_);
+        if (!parsed_) {
+            // Read once for every sheet copied from this workbook: the whole
+            // stream, its globals' records and the shared strings.
+            all_.clear();
+            stream_->read(0, static_cast<std::size_t>(stream_->size()), all_);
+            parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(all_, globals_, ctx_));
+        }
+        SheetCopy copy = copySheet(all_, globals_, *parsed_, worksheets_[index], source, ctx_);
 
         cfb::Node root;
         root.storage = true;
@@ -179,6 +184,8 @@ private:
     std::unique_ptr<cfb::Stream> stream_;
     StreamContext ctx_;
     Globals globals_;
+    mutable std::vector<std::byte> all_;                 // the Workbook stream, once a sheet is copied
+    mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into all_
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
 };

@@ -24,16 +24,6 @@ struct Xti {
     std::uint16_t supBook, first, last;
 };
 
-// The records of one substream, read once.
-std::vector<ContinuedRecord> readGlobals(Bytes stream, const Globals& g, const StreamContext& ctx)
-{
-    std::vector<ContinuedRecord> out;
-    RecordReader reader(stream.first(g.end), 0, ctx);
-    while (!reader.atEnd())
-        out.push_back(readContinued(reader));
-    return out;
-}
-
 // Where the sheet substream that starts at `start` ends: after the EOF that
 // matches its BOF, embedded chart substreams included.
 std::size_t sheetEnd(Bytes stream, std::size_t start, const StreamContext& ctx)
@@ -149,19 +139,28 @@ std::vector<Span> formulasOf(const Record& r)
 
 }  // namespace
 
-SheetCopy copySheet(Bytes stream, const Globals& globals, std::size_t sheet, const CopySource& source,
-                    const StreamContext& ctx)
+GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx)
 {
-    const auto records = readGlobals(stream, globals, ctx);
+    GlobalRecords out;
+    RecordReader reader(stream.first(globals.end), 0, ctx);
+    while (!reader.atEnd())
+        out.records.push_back(readContinued(reader));
+    for (const auto& r : out.records)
+        if (r.first.type == rt::Sst)
+            out.strings = parseSst(r, ctx);
+    return out;
+}
+
+SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& parsed, std::size_t sheet,
+                    const CopySource& source, const StreamContext& ctx)
+{
+    const auto& records = parsed.records;
+    const auto& strings = parsed.strings;
     const std::size_t sheetStart = globals.sheets.at(sheet).position;
     const std::size_t sheetStop = sheetEnd(stream, sheetStart, ctx);
     const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
 
     // Shared strings the sheet uses, renumbered in their old order.
-    std::vector<SstString> strings;
-    for (const auto& r : records)
-        if (r.first.type == rt::Sst)
-            strings = parseSst(r, ctx);
     std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
     std::uint32_t labelCount = 0;
     {

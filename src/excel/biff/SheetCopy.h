@@ -6,6 +6,8 @@
 // substream is copied record by record with its stream offsets moved.
 
 #include "Globals.h"
+#include "Records.h"
+#include "Sst.h"
 #include "excel/Document.h"
 
 #include <cstdint>
@@ -19,9 +21,19 @@ struct SheetCopy {
     std::set<std::uint32_t> embeddings;   // ObjectPool storages the sheet's OLE objects use ("_<n>")
 };
 
-// `stream` is the whole Workbook stream, `globals` its parsed globals and
-// `sheet` an index into globals.sheets.
-SheetCopy copySheet(Bytes stream, const Globals& globals, std::size_t sheet, const CopySource& source,
-                    const StreamContext& ctx);
+// What every copy of one workbook reads alike, read once: the globals
+// substream's records (spans into the stream, which must outlive them) and
+// the shared strings.
+struct GlobalRecords {
+    std::vector<ContinuedRecord> records;
+    std::vector<SstString> strings;
+};
+GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx);
+
+// `stream` is the whole Workbook stream, `globals` its parsed globals,
+// `records` what readGlobalRecords made of them and `sheet` an index into
+// globals.sheets.
+SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& records, std::size_t sheet,
+                    const CopySource& source, const StreamContext& ctx);
 
 }  // namespace excel::biff

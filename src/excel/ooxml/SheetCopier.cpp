@@ -208,23 +208,10 @@ private:
         const std::string& part = sheet_->part;
         auto doc = parseXml(src_.read(part), src_.file(), part);
         auto root = doc->document_element();
-        walkElements(root, [&](pugi::xml_node e) {
+        auto visit = [&](pugi::xml_node e) {
             const auto ln = localName(e);
             if (ln == "c") {
-                if (std::string_view(e.attribute("t").value()) == "s") {
-                    auto v = child(e, "v");
-                    if (!v)
-                        return;
-                    const std::string_view txt = v.text().get();
-                    std::size_t idx = 0;
-                    const auto res = std::from_chars(txt.data(), txt.data() + txt.size(), idx);
-                    if (res.ec != std::errc() || res.ptr != txt.data() + txt.size() || !sst_ || idx >= sst_->size())
-                        throw damaged(src_.file(), "part '" + part + "'",
-                                      std::string("cell ") + e.attribute("r").value() + " refers to shared string '" +
-                                          std::string(txt) + "', which the table (" +
-                                          std::to_string(sst_ ? sst_->size() : 0) + " strings) does not hold");
-                    v.text().set(std::to_string(strings_.map(idx)).c_str());
-                }
+                rewriteCell(e, part);
             } else if (ln == "sheetView") {
                 if (auto a = e.attribute("tabSelected"))
                     a.set_value("1");
@@ -233,7 +220,50 @@ private:
             } else if (isFormulaElement(ln)) {
                 rewriteText(e);
             }
-        });
+        };
+        // The cells take nearly all of a big sheet: rows and cells are walked
+        // directly, which skips their values' text nodes; the rest of the
+        // sheet goes through the general walk, in document order all along.
+        auto visitTree = [&](pugi::xml_node e) {
+            visit(e);
+            walkElements(e, visit);
+        };
+        for (auto top = root.first_child(); top; top = top.next_sibling()) {
+            if (top.type() != pugi::node_element)
+                continue;
+            if (localName(top) != "sheetData") {
+                visitTree(top);
+                continue;
+            }
+            visit(top);
+            for (auto row = top.first_child(); row; row = row.next_sibling()) {
+                if (row.type() != pugi::node_element)
+                    continue;
+                if (localName(row) != "row") {
+                    visitTree(row);
+                    continue;
+                }
+                visit(row);
+                for (auto c = row.first_child(); c; c = c.next_sibling()) {
+                    if (c.type() != pugi::node_element)
+                        continue;
+                    if (localName(c) != "c") {
+                        visitTree(c);
+                        continue;
+                    }
+                    rewriteCell(c, part);
+                    for (auto in = c.first_child(); in; in = in.next_sibling()) {
+                        if (in.type() != pugi::node_element)
+                            continue;
+                        const auto ln = localName(in);
+                        if (isFormulaElement(ln))
+                            rewriteText(in);
+                        else if (ln != "v")
+                            visitTree(in);
+                    }
+                }
+            }
+        }
         if (!child(root, "sheetViews")) {
             // A sheet without views gets the one a new workbook has, selected.
             std::string prefix;
@@ -252,6 +282,25 @@ private:
             view.append_attribute("workbookViewId").set_value("0");
         }
         out_sheet_ = serializeXml(*doc);
+    }
+
+    // A shared-string cell's index moves to the copy's table.
+    void rewriteCell(pugi::xml_node c, const std::string& part)
+    {
+        if (std::string_view(c.attribute("t").value()) != "s")
+            return;
+        auto v = child(c, "v");
+        if (!v)
+            return;
+        const std::string_view txt = v.text().get();
+        std::size_t idx = 0;
+        const auto res = std::from_chars(txt.data(), txt.data() + txt.size(), idx);
+        if (res.ec != std::errc() || res.ptr != txt.data() + txt.size() || !sst_ || idx >= sst_->size())
+            throw damaged(src_.file(), "part '" + part + "'",
+                          std::string("cell ") + c.attribute("r").value() + " refers to shared string '" +
+                              std::string(txt) + "', which the table (" + std::to_string(sst_ ? sst_->size() : 0) +
+                              " strings) does not hold");
+        v.text().set(std::to_string(strings_.map(idx)).c_str());
     }
 
     bool rewriteText(pugi::xml_node e)
