@@ -5,14 +5,9 @@
 # failing status, nothing is written outside the chosen folder, no partial or
 # temporary file is left, an earlier file survives, and no source changes.
 set -uo pipefail
-: "${TB_BUILD_DIR:?}" "${TB_TEST_DATA:?}" "${TB_SOURCE_DIR:?}"
-split="$TB_BUILD_DIR/tamberlin-split"
-work="$(mktemp -d "${TMPDIR:-/tmp}/tb-cli-hostile.XXXXXX")"
-trap 'chmod -R u+w "$work"; rm -rf "$work"' EXIT
-fail=0
-check() { if ! eval "$2"; then echo "FAIL $1"; fail=1; else echo "ok   $1"; fi; }
-# shellcheck source=../support/source_guard.sh
-. "$TB_SOURCE_DIR/tests/support/source_guard.sh"
+work_name=tb-cli-hostile
+# shellcheck source=../support/cli_script.sh
+. "${TB_SOURCE_DIR:?}/tests/support/cli_script.sh"
 
 mkdir -p "$work/in" "$work/out"
 cp "$TB_TEST_DATA"/hostile/*.xls "$TB_TEST_DATA"/hostile/*.xlsx "$work/in/"

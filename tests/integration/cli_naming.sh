@@ -5,19 +5,15 @@
 # error that leaves the files in the chosen folder itself, existing files
 # are replaced, one line per file written, --list, and exit statuses.
 set -uo pipefail
-: "${TB_BUILD_DIR:?}" "${TB_TEST_DATA:?}"
-split="$TB_BUILD_DIR/tamberlin-split"
-work="$(mktemp -d "${TMPDIR:-/tmp}/tb-cli-naming.XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-fail=0
-check() { if ! eval "$2"; then echo "FAIL $1"; fail=1; else echo "ok   $1"; fi; }
+work_name=tb-cli-naming
+# shellcheck source=../support/cli_script.sh
+. "${TB_SOURCE_DIR:?}/tests/support/cli_script.sh"
 
 mkdir -p "$work/in" "$work/out"
 cp "$TB_TEST_DATA/xlsx/defined_name01.xlsx" "$work/in/Book1.xlsx"
 cp "$TB_TEST_DATA/xlsx/hide01.xlsx" "$work/in/Q1.2020 data.xlsm"
 cp "$TB_TEST_DATA/xlsx/simple02.xlsx" "$work/in/a.x"
 
-. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
 guard_sources "$work"/in/*
 cd "$work"
 "$split" -o out in/Book1.xlsx "in/Q1.2020 data.xlsm" in/Book1.xlsx > stdout 2> stderr; rc=$?

@@ -4,12 +4,9 @@
 # error naming the file and a failing exit status; nothing is written outside
 # the output folder and no source file changes.
 set -uo pipefail
-: "${TB_BUILD_DIR:?}" "${TB_TEST_DATA:?}"
-split="$TB_BUILD_DIR/tamberlin-split"
-work="$(mktemp -d "${TMPDIR:-/tmp}/tb-ooxml-damaged.XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-fail=0
-check() { if ! eval "$2"; then echo "FAIL $1"; fail=1; else echo "ok   $1"; fi; }
+work_name=tb-ooxml-damaged
+# shellcheck source=../support/cli_script.sh
+. "${TB_SOURCE_DIR:?}/tests/support/cli_script.sh"
 
 mkdir -p "$work/in" "$work/out"
 good="$TB_TEST_DATA/xlsx/comment04.xlsx"
@@ -24,7 +21,6 @@ PY
 printf 'Name,Value\nx,1\n' > "$work/in/plain text.xlsx"
 cp "$TB_TEST_DATA/xlsx/damaged/forged_names.xlsx" "$work/in/"
 before="$(cd "$work/in" && md5sum ./* | sort)"
-. "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
 guard_sources "$work"/in/*
 
 for f in truncated noworkbook "plain text"; do

@@ -221,36 +221,29 @@ private:
                 rewriteText(e);
             }
         };
-        // The cells take nearly all of a big sheet: rows and cells are walked
-        // directly, which skips their values' text nodes; the rest of the
-        // sheet goes through the general walk, in document order all along.
+        // The cells take nearly all of a big sheet: sheetData, its rows and
+        // their cells are walked directly, which skips the values' text
+        // nodes; everything else goes through the general walk, in document
+        // order all along.
         auto visitTree = [&](pugi::xml_node e) {
             visit(e);
             walkElements(e, visit);
         };
-        for (auto top = root.first_child(); top; top = top.next_sibling()) {
-            if (top.type() != pugi::node_element)
-                continue;
-            if (localName(top) != "sheetData") {
-                visitTree(top);
-                continue;
+        auto eachElement = [&](pugi::xml_node parent, std::string_view local, auto&& onMatch) {
+            for (auto e = parent.first_child(); e; e = e.next_sibling()) {
+                if (e.type() != pugi::node_element)
+                    continue;
+                if (localName(e) == local)
+                    onMatch(e);
+                else
+                    visitTree(e);
             }
-            visit(top);
-            for (auto row = top.first_child(); row; row = row.next_sibling()) {
-                if (row.type() != pugi::node_element)
-                    continue;
-                if (localName(row) != "row") {
-                    visitTree(row);
-                    continue;
-                }
+        };
+        eachElement(root, "sheetData", [&](pugi::xml_node data) {
+            visit(data);
+            eachElement(data, "row", [&](pugi::xml_node row) {
                 visit(row);
-                for (auto c = row.first_child(); c; c = c.next_sibling()) {
-                    if (c.type() != pugi::node_element)
-                        continue;
-                    if (localName(c) != "c") {
-                        visitTree(c);
-                        continue;
-                    }
+                eachElement(row, "c", [&](pugi::xml_node c) {
                     rewriteCell(c, part);
                     for (auto in = c.first_child(); in; in = in.next_sibling()) {
                         if (in.type() != pugi::node_element)
@@ -261,9 +254,9 @@ private:
                         else if (ln != "v")
                             visitTree(in);
                     }
-                }
-            }
-        }
+                });
+            });
+        });
         if (!child(root, "sheetViews")) {
             // A sheet without views gets the one a new workbook has, selected.
             std::string prefix;
