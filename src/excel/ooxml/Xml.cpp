@@ -21,30 +21,16 @@ constexpr unsigned kParseFlags = pugi::parse_cdata | pugi::parse_escapes | pugi:
 // past this is no workbook's and is refused rather than copied on.
 constexpr std::size_t kMaxDepth = 256;
 
-std::size_t depthOf(const pugi::xml_node& root)
-{
-    std::size_t depth = 0, deepest = 0;
-    pugi::xml_node cur = root.first_child();
-    if (cur)
-        depth = 1;
-    while (cur) {
-        deepest = std::max(deepest, depth);
-        if (cur.first_child()) {
-            cur = cur.first_child();
-            ++depth;
-            continue;
-        }
-        while (cur && !cur.next_sibling()) {
-            cur = cur.parent();
-            --depth;
-            if (cur == root)
-                return deepest;
-        }
-        if (cur)
-            cur = cur.next_sibling();
+// pugixml's own traversal: one call a node, where stepping through the
+// tree from here would cost several calls into the library a node.
+struct DepthCheck final : pugi::xml_tree_walker {
+    bool tooDeep = false;
+    bool for_each(pugi::xml_node&) override
+    {
+        tooDeep = static_cast<std::size_t>(depth()) >= kMaxDepth;
+        return !tooDeep;
     }
-    return deepest;
-}
+};
 
 struct StringWriter final : pugi::xml_writer {
     std::string out;
@@ -65,7 +51,9 @@ std::unique_ptr<pugi::xml_document> parseXml(std::string_view data, const std::s
                       std::string("not well-formed XML at byte ") + std::to_string(r.offset) + ": " + r.description());
     if (!doc->document_element())
         throw damaged(file, "part '" + part + "'", "the XML has no root element");
-    if (depthOf(*doc) > kMaxDepth)
+    DepthCheck depth;
+    doc->traverse(depth);
+    if (depth.tooDeep)
         throw damaged(file, "part '" + part + "'",
                       "the XML nests elements more than " + std::to_string(kMaxDepth) + " deep");
     // The text is written back as UTF-8 whatever it was read as.
