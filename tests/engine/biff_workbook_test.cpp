@@ -153,6 +153,31 @@ TEST(BiffListing, RefusalsNameTheFileAndSayWhy)
     EXPECT_NE(e.find("biff4_no_format_no_window2.xls' is an Excel 2.x-4.0 workbook"), std::string::npos) << e;
 }
 
+TEST(BiffCopy, CountsBeyondTheirRecordsAreRefusedNamingTheFile)
+{
+    // The shared-string table claims 2^31 strings in 8 bytes; the
+    // external-sheet table claims 1000 entries and holds one.
+    biff_fixture::Body sst;
+    push32(sst, 1);
+    push32(sst, 0x7FFFFFFF);
+    biff_fixture::Body externSheet;
+    push16(externSheet, 1000);
+    for (int i = 0; i < 3; ++i)
+        push16(externSheet, 0);
+    const std::pair<std::uint16_t, biff_fixture::Body> forged[] = {{rt::Sst, sst}, {rt::ExternSheet, externSheet}};
+    for (const auto& [type, body] : forged) {
+        SCOPED_TRACE(type);
+        auto src = open(compoundFile({{"Workbook", workbookStream({{u"One"}, {u"Two"}}, 0x0600, {{type, body}})}}),
+                        "forged.xls");
+        int number = 0;
+        const std::string e = errorOf([&] { src->copyWorksheet(1, kSource); }, &number);
+        EXPECT_EQ(number, 1004);
+        EXPECT_EQ(e.rfind("'forged.xls' is damaged", 0), 0u) << e;
+        EXPECT_NE(e.find(type == rt::Sst ? "claims 2147483647 strings" : "shorter than its count"), std::string::npos)
+            << e;
+    }
+}
+
 TEST(BiffListing, ListingReadsOnlyTheGlobals)
 {
     // A workbook whose sheet data is garbage still lists: listing stops at the
