@@ -2,6 +2,7 @@
 # Times tamberlin-split against the tools a user would use instead, in one
 # run: LibreOffice headless (per-sheet delete-and-save through python3-uno)
 # and the openpyxl delete-and-save recipe. Reports wall time, peak memory,
+# the compression floor (deflate_floor.py) against Tamberlin,
 # the ratio of each peer to Tamberlin, and Tamberlin against the I/O floor.
 # By hand, not in CI: the full run takes a long while for the peers.
 #
@@ -52,6 +53,9 @@ for wl in big big5 many sst xls; do
   t_floor="$("$py" "$here/io_floor.py" "$out/tamberlin" "$out/floor" "${inputs[@]}")"
   rm -rf "$out/floor"
   printf '%-10s %-10s %10s %10s %10s\n' "$wl" io_floor "$t_floor" - "$(echo "scale=2; $t_floor/$t_tb" | bc -l)"
+  t_deflate="$("$py" "$here/deflate_floor.py" "$out/tamberlin" "${inputs[@]}")"
+  [ "$t_deflate" = - ] ||
+    printf '%-10s %-10s %10s %10s %10s\n' "$wl" deflate "$t_deflate" - "$(echo "scale=2; $t_deflate/$t_tb" | bc -l)"
   for p in $peers; do
     # openpyxl reads Office Open XML only
     [ "$p" = openpyxl ] && [ "$wl" = xls ] && continue
@@ -65,4 +69,4 @@ for wl in big big5 many sst xls; do
     printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" "$p" "$t" "$(echo "$m/1024" | bc -l)" "$(echo "scale=1; $t/$t_tb" | bc -l)"
   done
 done
-echo "(vs_tamberlin: a peer's time over Tamberlin's; for io_floor, the floor over Tamberlin's, 1 = at the floor)"
+echo "(vs_tamberlin: a peer's time over Tamberlin's; for io_floor and deflate, the floor over Tamberlin's, 1 = at the floor)"

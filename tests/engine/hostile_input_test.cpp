@@ -7,6 +7,7 @@
 #include "excel/Workbook.h"
 #include "excel/Workbooks.h"
 #include "excel/Worksheets.h"
+#include "excel/ooxml/Xml.h"
 #include "platform/sys/Error.h"
 #include "split/OutputNaming.h"
 #include "support/SourceGuard.h"
@@ -104,6 +105,31 @@ TEST(Budgets, PackagesOverABudgetAreRefusedAtOpen)
         EXPECT_NE(why.find(hostile(c.file)), std::string::npos) << why;
         for (const char* words : c.says)
             EXPECT_NE(why.find(words), std::string::npos) << why;
+    }
+}
+
+// The depth budget counts every level from the root element down: 256 levels
+// parse, 257 are refused with the file and the part named.
+TEST(Budgets, XmlDepthStopsAtTwoHundredFiftySixLevels)
+{
+    auto nested = [](int levels) {
+        std::string xml = "<?xml version=\"1.0\"?>";
+        for (int i = 0; i < levels - 1; ++i)
+            xml += "<e>";
+        xml += "<leaf/>";
+        for (int i = 0; i < levels - 1; ++i)
+            xml += "</e>";
+        return xml;
+    };
+    EXPECT_NO_THROW(excel::ooxml::parseXml(nested(256), "book.xlsx", "xl/deep.xml"));
+    try {
+        excel::ooxml::parseXml(nested(257), "book.xlsx", "xl/deep.xml");
+        ADD_FAILURE() << "257 levels parsed";
+    } catch (const tb::Error& e) {
+        EXPECT_EQ(e.number(), 1004);
+        EXPECT_NE(e.description().find("'book.xlsx'"), std::string::npos) << e.description();
+        EXPECT_NE(e.description().find("xl/deep.xml"), std::string::npos) << e.description();
+        EXPECT_NE(e.description().find("more than 256 deep"), std::string::npos) << e.description();
     }
 }
 
