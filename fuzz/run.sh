@@ -55,7 +55,7 @@ status=0
   >"$build/fuzz_$target.log" 2>&1 || status=$?
 cpu=$(awk '{printf "%d", $1 + $2}' "$build/.fuzz-cpu-$target" 2>/dev/null || echo 0)
 echo "$(date -u +%FT%TZ) $target wall=$(( $(date +%s) - start ))s cpu=${cpu}s status=$status" >>"$build/fuzz-time.log"
-grep -E '^(stat::number_of_executed_runs|#[0-9]+ *DONE)' "$build/fuzz_$target.log" | tail -2 || true
+grep -E '^(stat::number_of_executed_units|#[0-9]+[[:space:]]+DONE)' "$build/fuzz_$target.log" | tail -2 || true
 if [ $status -ne 0 ]; then
   echo "fuzz_$target found a problem; see $build/fuzz_$target.log and $crashes/" >&2
   tail -40 "$build/fuzz_$target.log" >&2
