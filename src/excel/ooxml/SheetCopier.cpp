@@ -240,9 +240,7 @@ private:
             }
         };
         eachElement(root, "sheetData", [&](pugi::xml_node data) {
-            visit(data);
             eachElement(data, "row", [&](pugi::xml_node row) {
-                visit(row);
                 eachElement(row, "c", [&](pugi::xml_node c) {
                     rewriteCell(c, part);
                     for (auto in = c.first_child(); in; in = in.next_sibling()) {

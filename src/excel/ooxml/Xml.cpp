@@ -2,7 +2,6 @@
 
 #include "excel/EngineError.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace excel::ooxml {
