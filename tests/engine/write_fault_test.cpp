@@ -37,6 +37,8 @@ public:
         if (n < bytes.size())
             throw tb::Error(tb::err::DiskFull, "Cannot write the file: the disk is full.");
     }
+    // Bytes already taken are overwritten in place: no new room is needed.
+    void rewrite(std::uint64_t offset, std::span<const std::byte> bytes) override { next_.rewrite(offset, bytes); }
 
 private:
     tb::ByteSink& next_;

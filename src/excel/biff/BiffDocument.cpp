@@ -69,16 +69,17 @@ public:
                std::string file)
         : root_(std::move(root)), stream_(std::move(stream)), ctx_{std::move(file), std::move(streamName)}
     {
-        std::vector<std::byte> head;
+        Bytes head;
         const std::uint64_t size = stream_->size();
         std::size_t want = kFirstRead;
         for (;;) {
             const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(want, size));
-            if (n > head.size())
-                stream_->read(head.size(), n - head.size(), head);
+            head = stream_->view(0, n);
             if (findGlobalsEnd(head) || n == size)
                 break;
-            want *= 4;
+            // The sheets' substreams follow the globals, so the first sheet's
+            // position is where to look next; a wrong one only costs rounds.
+            want = std::max(want * 4, firstSheetPosition(head) + 4);
         }
         globals_ = parseGlobals(head, ctx_);
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
@@ -101,8 +102,7 @@ public:
         if (!parsed_) {
             // Read once for every sheet copied from this workbook: the whole
             // stream, its globals' records and the shared strings.
-            all_.clear();
-            stream_->read(0, static_cast<std::size_t>(stream_->size()), all_);
+            all_ = stream_->view(0, static_cast<std::size_t>(stream_->size()));
             parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(all_, globals_, ctx_));
         }
         SheetCopy copy = copySheet(all_, globals_, *parsed_, worksheets_[index], source, ctx_);
@@ -184,7 +184,7 @@ private:
     std::unique_ptr<cfb::Stream> stream_;
     StreamContext ctx_;
     Globals globals_;
-    mutable std::vector<std::byte> all_;                 // the Workbook stream, once a sheet is copied
+    mutable Bytes all_;  // the Workbook stream, once a sheet is copied; stream_ is not read after
     mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into all_
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;

@@ -54,7 +54,7 @@ double number(Bytes b, std::size_t at)
 }
 
 // The values of one sheet's cells that lie in a marked area.
-std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const std::vector<SstString>& strings,
+std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const SstTable& strings,
                               const std::vector<bool>& marked, const StreamContext& ctx)
 {
     std::vector<Cell> cells;
@@ -92,7 +92,7 @@ std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const std::vector
             break;
         case rt::LabelSst:
             if (b.size() >= 10 && in(row, col) && u32(b, 6) < strings.size())
-                cells.push_back({row, static_cast<std::uint8_t>(col), strings[u32(b, 6)].text});
+                cells.push_back({row, static_cast<std::uint8_t>(col), std::u16string(strings[u32(b, 6)].text)});
             break;
         case rt::Label: {
             std::u16string s;
@@ -160,7 +160,7 @@ void pushValue(std::vector<std::byte>& out, const Value& v)
 
 }  // namespace
 
-std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const std::vector<SstString>& strings,
+std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const SstTable& strings,
                                      const std::map<std::uint16_t, std::vector<CellArea>>& wanted,
                                      const StreamContext& ctx)
 {

@@ -21,7 +21,7 @@ struct CellArea {
 // `wanted`: per source sheet (index into globals.sheets, which is also the
 // sheet's index in the SUPBOOK), the areas referred to. Returns the XCT and
 // CRN records, headers included, for the cells of those areas that hold a value.
-std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const std::vector<SstString>& strings,
+std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const SstTable& strings,
                                      const std::map<std::uint16_t, std::vector<CellArea>>& wanted,
                                      const StreamContext& ctx);
 

@@ -51,6 +51,20 @@ std::optional<std::size_t> findGlobalsEnd(Bytes head)
     return std::nullopt;
 }
 
+std::size_t firstSheetPosition(Bytes head)
+{
+    std::size_t first = 0;
+    for (std::size_t pos = 0; head.size() >= pos + 4;) {
+        const std::uint16_t type = u16(head, pos), size = u16(head, pos + 2);
+        if (head.size() < pos + 4 + size)
+            break;
+        if (type == rt::BoundSheet8 && size >= 4 && (first == 0 || u32(head, pos + 4) < first))
+            first = u32(head, pos + 4);
+        pos += 4 + size;
+    }
+    return first;
+}
+
 Globals parseGlobals(Bytes stream, const StreamContext& ctx)
 {
     Globals g;

@@ -30,6 +30,10 @@ struct Globals {
 // ends before it; used to read no more of the stream than listing needs.
 std::optional<std::size_t> findGlobalsEnd(Bytes head);
 
+// The smallest sheet position among the BOUNDSHEET8 records whole in `head`,
+// or 0: where the globals must have ended, to read up to in one go.
+std::size_t firstSheetPosition(Bytes head);
+
 // Checks the BOF (BIFF8 workbook globals; older versions and anything else
 // refused with an error naming the file), refuses encrypted workbooks and
 // collects the sheet entries. `stream` holds at least the globals.

@@ -8,6 +8,8 @@
 #include "excel/EngineError.h"
 
 #include <algorithm>
+#include <array>
+#include <deque>
 #include <functional>
 #include <map>
 
@@ -23,30 +25,6 @@ constexpr std::size_t kMaxRecordData = 8224;
 struct Xti {
     std::uint16_t supBook, first, last;
 };
-
-// Where the sheet substream that starts at `start` ends: after the EOF that
-// matches its BOF, embedded chart substreams included.
-std::size_t sheetEnd(Bytes stream, std::size_t start, const StreamContext& ctx)
-{
-    if (start >= stream.size())
-        throwDamagedAt(ctx, start, "a sheet entry points past the end of the stream (" + std::to_string(stream.size()) +
-                                       " bytes)");
-    RecordReader reader(stream, start, ctx);
-    int depth = 0;
-    do {
-        if (reader.atEnd())
-            throwDamagedAt(ctx, reader.position(), "the sheet that starts at offset " + std::to_string(start) +
-                                                       " ends without an EOF record");
-        const Record r = reader.next();
-        if (r.type == rt::Bof)
-            ++depth;
-        else if (r.type == rt::Eof)
-            --depth;
-        else if (depth == 0)
-            throwDamaged(ctx, r, "expected the sheet's BOF record, found " + hex4(r.type));
-    } while (depth > 0);
-    return reader.position();
-}
 
 void emitRaw(std::vector<std::byte>& out, Bytes stream, const ContinuedRecord& r)
 {
@@ -91,12 +69,27 @@ struct Span {
     std::size_t at, size;
 };
 
+// At most two formulas in one record; kept off the heap, as this runs for
+// every record of a sheet.
+struct Spans {
+    std::array<Span, 2> items{};
+    std::size_t count = 0;
+    Spans() = default;
+    Spans(std::initializer_list<Span> l)
+    {
+        for (const Span& s : l)
+            items[count++] = s;
+    }
+    const Span* begin() const { return items.data(); }
+    const Span* end() const { return items.data() + count; }
+};
+
 // Where the formulas of a sheet record are: cells, shared and array
 // formulas, chart series, data validation and conditional formats.
-std::vector<Span> formulasOf(const Record& r)
+Spans formulasOf(const Record& r)
 {
     const Bytes b = r.body;
-    auto at = [&](std::size_t cceAt) -> std::vector<Span> {
+    auto at = [&](std::size_t cceAt) -> Spans {
         if (b.size() < cceAt + 2 || b.size() < cceAt + 2 + u16(b, cceAt))
             return {};
         return {{cceAt + 2, u16(b, cceAt)}};
@@ -115,11 +108,11 @@ std::vector<Span> formulasOf(const Record& r)
             const std::size_t cch = u16(b, pos);
             pos += 3 + cch * ((u8(b, pos + 2) & 1) ? 2 : 1);
         }
-        std::vector<Span> out;
+        Spans out;
         for (int i = 0; i < 2; ++i) {
             if (pos + 4 > b.size() || pos + 4 + u16(b, pos) > b.size())
                 return out;
-            out.push_back({pos + 4, u16(b, pos)});
+            out.items[out.count++] = {pos + 4, u16(b, pos)};
             pos += 4 + u16(b, pos);
         }
         return out;
@@ -157,34 +150,6 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     const auto& records = parsed.records;
     const auto& strings = parsed.strings;
     const std::size_t sheetStart = globals.sheets.at(sheet).position;
-    const std::size_t sheetStop = sheetEnd(stream, sheetStart, ctx);
-    const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
-
-    // Shared strings the sheet uses, renumbered in their old order.
-    std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
-    std::uint32_t labelCount = 0;
-    {
-        RecordReader reader(sheetBytes, 0, ctx);
-        while (!reader.atEnd()) {
-            const Record r = reader.next();
-            if (r.type != rt::LabelSst)
-                continue;
-            if (r.body.size() < 10)
-                throwDamaged(ctx, r, "a string cell needs 10 bytes, found " + std::to_string(r.body.size()));
-            const std::uint32_t isst = u32(r.body, 6);
-            if (isst >= strings.size())
-                throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
-                                         std::to_string(strings.size()));
-            newIsst[isst] = 0;
-            ++labelCount;
-        }
-    }
-    std::vector<const SstString*> keptStrings;
-    for (std::size_t i = 0; i < strings.size(); ++i)
-        if (newIsst[i] == 0) {
-            newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
-            keptStrings.push_back(&strings[i]);
-        }
 
     // Names: the sheet's own move to the one sheet, other sheets' go,
     // workbook names stay (they may refer to any sheet; those references
@@ -260,36 +225,87 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     std::map<std::uint16_t, std::vector<CellArea>> wanted;
     std::vector<std::uint16_t> extNames;          // old name indices, in order of first use
     std::map<std::uint16_t, std::uint16_t> extNameIndex;  // old -> 1-based index among extNames
-    std::function<void(Bytes)> collect = [&](Bytes rgce) {
-        if (!needExt)
+    // The walker takes writable tokens; collecting only reads, through one
+    // reused copy for each level of names within names.
+    std::deque<std::vector<std::byte>> tokenBuffers;
+    std::size_t nesting = 0;
+    std::function<void(Bytes)> collect;
+    FormulaVisitor gather;
+    gather.ref = [&](const Ref3d& ref) {
+        if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
             return;
-        std::vector<std::byte> tokens(rgce.begin(), rgce.end());
-        FormulaVisitor v;
-        v.ref = [&](const Ref3d& ref) {
-            if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
-                return;
-            for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t)
-                wanted[static_cast<std::uint16_t>(t)].push_back(
-                    {ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast), std::max(ref.colFirst, ref.colLast)});
-        };
-        v.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
-            const std::uint16_t old = static_cast<std::uint16_t>(u16(index, 0));
-            if (ixti >= xtis.size() || xtis[ixti].supBook != extBook || old == 0 || old >= nameFormula.size() ||
-                extNameIndex.count(old))
-                return;
-            extNames.push_back(old);
-            extNameIndex[old] = static_cast<std::uint16_t>(extNames.size());
-            collect(nameFormula[old]);
-        };
-        walkFormula(tokens, v);
+        for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t)
+            wanted[static_cast<std::uint16_t>(t)].push_back(
+                {ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast), std::max(ref.colFirst, ref.colLast)});
     };
-    if (needExt) {
-        RecordReader reader(sheetBytes, 0, ctx);
-        while (!reader.atEnd()) {
+    gather.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
+        const std::uint16_t old = static_cast<std::uint16_t>(u16(index, 0));
+        if (ixti >= xtis.size() || xtis[ixti].supBook != extBook || old == 0 || old >= nameFormula.size() ||
+            extNameIndex.count(old))
+            return;
+        extNames.push_back(old);
+        extNameIndex[old] = static_cast<std::uint16_t>(extNames.size());
+        collect(nameFormula[old]);
+    };
+    collect = [&](Bytes rgce) {
+        if (tokenBuffers.size() <= nesting)
+            tokenBuffers.emplace_back();
+        std::vector<std::byte>& tokens = tokenBuffers[nesting];
+        tokens.assign(rgce.begin(), rgce.end());
+        ++nesting;
+        walkFormula(tokens, gather);
+        --nesting;
+    };
+
+    // One walk over the sheet substream, embedded charts included: where it
+    // ends, the shared strings its cells use and, when other sheets are
+    // reached, the cells its formulas reach.
+    if (sheetStart >= stream.size())
+        throwDamagedAt(ctx, sheetStart, "a sheet entry points past the end of the stream (" +
+                                            std::to_string(stream.size()) + " bytes)");
+    std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
+    std::uint32_t labelCount = 0;
+    std::size_t sheetStop = 0;
+    {
+        RecordReader reader(stream, sheetStart, ctx);
+        int depth = 0;
+        do {
+            if (reader.atEnd())
+                throwDamagedAt(ctx, reader.position(), "the sheet that starts at offset " + std::to_string(sheetStart) +
+                                                           " ends without an EOF record");
             const Record r = reader.next();
-            for (const Span& f : formulasOf(r))
-                collect(r.body.subspan(f.at, f.size));
+            if (depth == 0 && r.type != rt::Bof && r.type != rt::Eof)
+                throwDamaged(ctx, r, "expected the sheet's BOF record, found " + hex4(r.type));
+            switch (r.type) {
+            case rt::Bof: ++depth; break;
+            case rt::Eof: --depth; break;
+            case rt::LabelSst: {
+                if (r.body.size() < 10)
+                    throwDamaged(ctx, r, "a string cell needs 10 bytes, found " + std::to_string(r.body.size()));
+                const std::uint32_t isst = u32(r.body, 6);
+                if (isst >= strings.size())
+                    throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
+                                             std::to_string(strings.size()));
+                newIsst[isst] = 0;
+                ++labelCount;
+                break;
+            }
+            default:
+                if (needExt)
+                    for (const Span& f : formulasOf(r))
+                        collect(r.body.subspan(f.at, f.size));
+            }
+        } while (depth > 0);
+        sheetStop = reader.position();
+    }
+    const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
+    std::vector<const SstString*> keptStrings;
+    for (std::size_t i = 0; i < strings.size(); ++i)
+        if (newIsst[i] == 0) {
+            newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
+            keptStrings.push_back(&strings[i]);
         }
+    if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
                 collect(nameFormula[i]);
@@ -302,30 +318,29 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     // Name indices in the copy's formulas: PtgName through the new NAME
     // list, PtgNameX through the XTI it uses.
     const bool rewriteNames = namesMoved || !extNames.empty();
-    auto rewrite = [&](std::span<std::byte> rgce) {
-        if (!rewriteNames)
+    auto set = [](std::span<std::byte> index, std::uint16_t v) {
+        index[0] = std::byte(v & 0xFF);
+        index[1] = std::byte(v >> 8);
+    };
+    FormulaVisitor renumber;
+    renumber.name = [&](std::span<std::byte> index) {
+        const std::uint16_t old = u16(index, 0);
+        if (old >= 1 && old <= newName.size() && newName[old - 1] != 0)
+            set(index, newName[old - 1]);
+    };
+    renumber.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
+        const std::uint16_t old = u16(index, 0);
+        if (ixti >= xtis.size())
             return;
-        auto set = [](std::span<std::byte> index, std::uint16_t v) {
-            index[0] = std::byte(v & 0xFF);
-            index[1] = std::byte(v >> 8);
-        };
-        FormulaVisitor v;
-        v.name = [&](std::span<std::byte> index) {
-            const std::uint16_t old = u16(index, 0);
-            if (old >= 1 && old <= newName.size() && newName[old - 1] != 0)
-                set(index, newName[old - 1]);
-        };
-        v.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
-            const std::uint16_t old = u16(index, 0);
-            if (ixti >= xtis.size())
-                return;
-            if (xtis[ixti].supBook == extBook && extNameIndex.count(old))
-                set(index, extNameIndex[old]);
-            else if (self >= 0 && xtis[ixti].supBook == self && old >= 1 && old <= newName.size() &&
-                     newName[old - 1] != 0)
-                set(index, newName[old - 1]);
-        };
-        walkFormula(rgce, v);
+        if (xtis[ixti].supBook == extBook && extNameIndex.count(old))
+            set(index, extNameIndex[old]);
+        else if (self >= 0 && xtis[ixti].supBook == self && old >= 1 && old <= newName.size() &&
+                 newName[old - 1] != 0)
+            set(index, newName[old - 1]);
+    };
+    auto rewrite = [&](std::span<std::byte> rgce) {
+        if (rewriteNames)
+            walkFormula(rgce, renumber);
     };
 
     SheetCopy result;

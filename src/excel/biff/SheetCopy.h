@@ -26,7 +26,7 @@ struct SheetCopy {
 // the shared strings.
 struct GlobalRecords {
     std::vector<ContinuedRecord> records;
-    std::vector<SstString> strings;
+    SstTable strings;
 };
 GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx);
 

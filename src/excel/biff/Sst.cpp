@@ -65,9 +65,8 @@ public:
         }
     }
     // Characters: a new piece starts with a flags byte of its own.
-    void chars(std::size_t cch, bool wide, std::u16string& out)
+    void chars(std::size_t cch, bool wide, std::vector<char16_t>& out)
     {
-        out.reserve(cch);
         while (cch > 0) {
             if (leftInPiece() == 0) {
                 if (!nextPiece())
@@ -80,8 +79,15 @@ public:
             const std::size_t k = std::min(cch, leftInPiece() / unit);
             if (k == 0)
                 throwDamaged(ctx_, rec_.first, "a character is split across records");
-            for (std::size_t i = 0; i < k; ++i)
-                out += wide ? static_cast<char16_t>(u16(p, at_ + 2 * i)) : static_cast<char16_t>(u8(p, at_ + i));
+            const std::size_t was = out.size();
+            out.resize(was + k);
+            char16_t* to = out.data() + was;
+            if (wide)
+                for (std::size_t i = 0; i < k; ++i)
+                    to[i] = static_cast<char16_t>(u16(p, at_ + 2 * i));
+            else
+                for (std::size_t i = 0; i < k; ++i)
+                    to[i] = static_cast<char16_t>(u8(p, at_ + i));
             at_ += k * unit;
             cch -= k;
         }
@@ -125,7 +131,7 @@ private:
 
 }  // namespace
 
-std::vector<SstString> parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
+SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
 {
     if (sst.first.body.size() < 8)
         throwDamaged(ctx, sst.first, "the shared-string table needs 8 bytes of header");
@@ -133,7 +139,6 @@ std::vector<SstString> parseSst(const ContinuedRecord& sst, const StreamContext&
     PieceReader in(sst, ctx);
     std::vector<std::byte> skip;
     in.bytes(8, skip, "its header");
-    std::vector<SstString> out;
     // The count can be wrong in files from other writers; the records decide,
     // and a count beyond what the records could hold is damage, not a size.
     std::size_t budget = 0;
@@ -142,22 +147,35 @@ std::vector<SstString> parseSst(const ContinuedRecord& sst, const StreamContext&
     if (unique > budget / 3 + 1)
         throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
                                          std::to_string(budget) + " bytes");
-    out.reserve(unique);
+    // Where each string's parts are in the shared buffers; views are made
+    // once the buffers have stopped growing.
+    struct Where {
+        std::size_t text, cch, runs, ext, cbExt;
+    };
+    std::vector<Where> where;
+    where.reserve(unique);
+    SstTable table;
     for (std::uint32_t i = 0; i < unique; ++i) {
-        SstString s;
         const std::uint16_t cch = in.word("a string header");
         const std::uint8_t flags = in.byte("a string header");
         const std::uint16_t runs = (flags & 0x08) ? in.word("a string header") : 0;
         const std::uint32_t ext = (flags & 0x04) ? in.dword("a string header") : 0;
-        in.chars(cch, flags & 0x01, s.text);
-        in.bytes(4u * runs, s.runs, "formatting runs");
+        Where w{table.chars_.size(), cch, table.extra_.size(), 0, ext};
+        in.chars(cch, flags & 0x01, table.chars_);
+        in.bytes(4u * runs, table.extra_, "formatting runs");
         if (ext > budget)
             throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
                                              " bytes of phonetic data");
-        in.bytes(ext, s.ext, "phonetic data");
-        out.push_back(std::move(s));
+        w.ext = table.extra_.size();
+        in.bytes(ext, table.extra_, "phonetic data");
+        where.push_back(w);
     }
-    return out;
+    table.strings_.reserve(where.size());
+    const Bytes extra = table.extra_;
+    for (const Where& w : where)
+        table.strings_.push_back({std::u16string_view(table.chars_.data() + w.text, w.cch),
+                                  extra.subspan(w.runs, w.ext - w.runs), extra.subspan(w.ext, w.cbExt)});
+    return table;
 }
 
 void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*>& strings, std::uint32_t total)

@@ -8,17 +8,40 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace excel::biff {
 
+// One string of the table, as views into the storage of its SstTable.
 struct SstString {
-    std::u16string text;
-    std::vector<std::byte> runs;  // formatting runs, 4 bytes each
-    std::vector<std::byte> ext;   // phonetic data (ExtRst), as stored
+    std::u16string_view text;
+    Bytes runs;  // formatting runs, 4 bytes each
+    Bytes ext;   // phonetic data (ExtRst), as stored
 };
 
-std::vector<SstString> parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
+// A parsed table. The characters of every string share one buffer, as do
+// their runs and phonetic data, so that a table of a million strings is a
+// handful of allocations rather than millions.
+class SstTable {
+public:
+    SstTable() = default;
+    SstTable(SstTable&&) = default;  // vectors keep their buffers when moved
+    SstTable& operator=(SstTable&&) = default;
+    SstTable(const SstTable&) = delete;
+    SstTable& operator=(const SstTable&) = delete;
+
+    std::size_t size() const { return strings_.size(); }
+    const SstString& operator[](std::size_t i) const { return strings_[i]; }
+
+private:
+    friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
+    std::vector<char16_t> chars_;
+    std::vector<std::byte> extra_;
+    std::vector<SstString> strings_;
+};
+
+SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
 
 // Appends SST (with CONTINUE records as needed) and EXTSST to `stream`,
 // whose current size is the stream position where SST begins. `total` is

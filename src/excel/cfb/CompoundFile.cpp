@@ -9,9 +9,12 @@
 #include <gsf/gsf-input-memory.h>
 #include <gsf/gsf-outfile-msole.h>
 #include <gsf/gsf-outfile.h>
-#include <gsf/gsf-output-memory.h>
+#include <gsf/gsf-output-impl.h>
+#include <gsf/gsf-output.h>
 #include <gsf/gsf-utils.h>
 
+#include <cstring>
+#include <exception>
 #include <initializer_list>
 #include <mutex>
 
@@ -100,24 +103,31 @@ public:
 
     void read(std::uint64_t offset, std::size_t n, std::vector<std::byte>& out) override
     {
+        const auto bytes = view(offset, n);
+        out.insert(out.end(), bytes.begin(), bytes.end());
+    }
+
+    std::span<const std::byte> view(std::uint64_t offset, std::size_t n) override
+    {
         if (offset > size_ || n > size_ - offset)
             throw damaged(file_->file, "compound file, stream '" + name_ + "'",
                           "expected " + std::to_string(n) + " bytes at offset " + std::to_string(offset) +
                               ", the stream has " + std::to_string(size_));
         if (n == 0)
-            return;
+            return {};
         if (gsf_input_seek(in_.get(), static_cast<gsf_off_t>(offset), G_SEEK_SET))
             throw damaged(file_->file, "compound file, stream '" + name_ + "'",
                           "cannot seek to offset " + std::to_string(offset));
-        const std::size_t at = out.size();
-        out.resize(at + n);
+        // Without a buffer of ours, libgsf answers with a pointer into the
+        // file's bytes when the sectors are contiguous, and gathers them into
+        // a buffer of its own, kept until the next read, when they are not.
         const unsigned before = gsfCriticals;
-        if (!gsf_input_read(in_.get(), n, reinterpret_cast<guint8*>(out.data() + at)) || gsfCriticals != before) {
-            out.resize(at);
+        const guint8* p = gsf_input_read(in_.get(), n, nullptr);
+        if (!p || gsfCriticals != before)
             throw damaged(file_->file, "compound file, stream '" + name_ + "'",
                           "its sectors cannot be read at offset " + std::to_string(offset) +
                               " (broken sector chain)");
-        }
+        return {reinterpret_cast<const std::byte*>(p), n};
     }
 
 private:
@@ -184,22 +194,128 @@ private:
     std::string path_;
 };
 
-void writeNode(GsfOutfile* dir, const Node& node, const std::string& file)
+// Hands libgsf's output on to a ByteSink. The compound-file writer puts out
+// its tables four bytes at a time, so small writes are gathered; it goes back
+// to the header at the very end, which becomes a rewrite of the sink.
+class SinkWriter {
+public:
+    explicit SinkWriter(tb::ByteSink& sink) : sink_(sink) {}
+
+    void write(std::uint64_t pos, std::span<const std::byte> bytes)
+    {
+        const std::uint64_t end = flushed_ + buffer_.size();
+        if (pos > end)
+            buffer_.resize(buffer_.size() + (pos - end));  // a gap reads as zeros
+        if (pos < flushed_) {
+            const auto n = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), flushed_ - pos));
+            sink_.rewrite(pos, bytes.first(n));
+            bytes = bytes.subspan(n);
+            pos += n;
+        }
+        if (!bytes.empty() && pos < flushed_ + buffer_.size()) {
+            const auto at = static_cast<std::size_t>(pos - flushed_);
+            const std::size_t n = std::min(bytes.size(), buffer_.size() - at);
+            std::memcpy(buffer_.data() + at, bytes.data(), n);
+            bytes = bytes.subspan(n);
+        }
+        if (bytes.empty())
+            return;
+        if (buffer_.size() + bytes.size() > kGather) {
+            flush();
+            if (bytes.size() >= kGather) {
+                sink_.write(bytes);
+                flushed_ += bytes.size();
+                return;
+            }
+        }
+        buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
+    }
+
+    void flush()
+    {
+        if (buffer_.empty())
+            return;
+        sink_.write(buffer_);
+        flushed_ += buffer_.size();
+        buffer_.clear();
+    }
+
+    std::exception_ptr failure;  // of the sink, kept while libgsf unwinds
+
+private:
+    static constexpr std::size_t kGather = 64 * 1024;
+    tb::ByteSink& sink_;
+    std::vector<std::byte> buffer_;  // bytes after the first `flushed_`
+    std::uint64_t flushed_ = 0;
+};
+
+}  // namespace
+}  // namespace excel::cfb
+
+// A GsfOutput over a SinkWriter. GsfOutput itself keeps the position, so a
+// seek has nothing to do here and a write goes where it says.
+struct TbSinkOutput {
+    GsfOutput base;
+    excel::cfb::SinkWriter* writer;
+};
+struct TbSinkOutputClass {
+    GsfOutputClass base;
+};
+G_DEFINE_TYPE(TbSinkOutput, tb_sink_output, GSF_OUTPUT_TYPE)
+
+static gboolean tbSinkWrite(GsfOutput* out, size_t n, const guint8* data)
+{
+    auto* writer = reinterpret_cast<TbSinkOutput*>(out)->writer;
+    if (writer->failure)
+        return FALSE;
+    try {
+        writer->write(static_cast<std::uint64_t>(out->cur_offset),
+                      std::span<const std::byte>(reinterpret_cast<const std::byte*>(data), n));
+        return TRUE;
+    } catch (...) {
+        writer->failure = std::current_exception();  // no exception may cross libgsf's C frames
+        return FALSE;
+    }
+}
+
+static gboolean tbSinkSeek(GsfOutput*, gsf_off_t, GSeekType) { return TRUE; }
+static gboolean tbSinkClose(GsfOutput*) { return TRUE; }
+
+static void tb_sink_output_init(TbSinkOutput* self) { self->writer = nullptr; }
+static void tb_sink_output_class_init(TbSinkOutputClass* klass)
+{
+    klass->base.Write = tbSinkWrite;
+    klass->base.Seek = tbSinkSeek;
+    klass->base.Close = tbSinkClose;
+}
+
+namespace excel::cfb {
+namespace {
+
+// The sink's own error when it failed, else libgsf's failure as ours.
+[[noreturn]] void failWriting(const SinkWriter& writer, const std::string& file, const std::string& what)
+{
+    if (writer.failure)
+        std::rethrow_exception(writer.failure);
+    throw engineError(file, what);
+}
+
+void writeNode(GsfOutfile* dir, const Node& node, const SinkWriter& writer, const std::string& file)
 {
     for (const Node& child : node.children) {
         GRef<GsfOutput> out(gsf_outfile_new_child(dir, child.name.c_str(), child.storage));
         if (!out)
-            throw engineError(file, "cannot write the part '" + child.name + "' of the compound file.");
+            failWriting(writer, file, "cannot write the part '" + child.name + "' of the compound file.");
         if (child.storage) {
             if (GSF_IS_OUTFILE_MSOLE(out.get()))
                 gsf_outfile_msole_set_class_id(GSF_OUTFILE_MSOLE(out.get()), child.classId.data());
-            writeNode(GSF_OUTFILE(out.get()), child, file);
+            writeNode(GSF_OUTFILE(out.get()), child, writer, file);
         } else if (!child.data.empty() &&
                    !gsf_output_write(out.get(), child.data.size(), reinterpret_cast<const guint8*>(child.data.data()))) {
-            throw engineError(file, "cannot write the stream '" + child.name + "' of the compound file.");
+            failWriting(writer, file, "cannot write the stream '" + child.name + "' of the compound file.");
         }
         if (!gsf_output_close(out.get()))
-            throw engineError(file, "cannot finish the part '" + child.name + "' of the compound file.");
+            failWriting(writer, file, "cannot finish the part '" + child.name + "' of the compound file.");
     }
 }
 
@@ -253,20 +369,22 @@ Node readTree(const Storage& parent, const std::string& name, const std::string&
 void writeCompoundFile(const Node& root, tb::ByteSink& sink, const std::string& file)
 {
     initGsf();
-    GRef<GsfOutput> mem(gsf_output_memory_new());
+    SinkWriter writer(sink);
+    auto* raw = static_cast<TbSinkOutput*>(g_object_new(tb_sink_output_get_type(), nullptr));
+    raw->writer = &writer;
+    GRef<GsfOutput> out(GSF_OUTPUT(raw));
     {
-        GRef<GsfOutfile> ole(gsf_outfile_msole_new(mem.get()));
+        GRef<GsfOutfile> ole(gsf_outfile_msole_new(out.get()));
         if (!ole)
-            throw engineError(file, "cannot start writing a compound file.");
+            failWriting(writer, file, "cannot start writing a compound file.");
         gsf_outfile_msole_set_class_id(GSF_OUTFILE_MSOLE(ole.get()), root.classId.data());
-        writeNode(ole.get(), root, file);
+        writeNode(ole.get(), root, writer, file);
         if (!gsf_output_close(GSF_OUTPUT(ole.get())))
-            throw engineError(file, "cannot finish writing the compound file.");
+            failWriting(writer, file, "cannot finish writing the compound file.");
     }
-    const auto size = gsf_output_size(mem.get());
-    const guint8* data = gsf_output_memory_get_bytes(GSF_OUTPUT_MEMORY(mem.get()));
-    if (size > 0 && data)
-        sink.write(std::span<const std::byte>(reinterpret_cast<const std::byte*>(data), static_cast<std::size_t>(size)));
+    if (writer.failure)
+        std::rethrow_exception(writer.failure);
+    writer.flush();  // closing the compound file has closed `out` too
 }
 
 }  // namespace excel::cfb

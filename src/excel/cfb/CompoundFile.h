@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,10 @@ public:
     virtual std::uint64_t size() const = 0;
     // Appends bytes [offset, offset + n) to `out`.
     virtual void read(std::uint64_t offset, std::size_t n, std::vector<std::byte>& out) = 0;
+    // Bytes [offset, offset + n) without copying them where the stream's
+    // sectors follow one another in the file, as most writers lay them out.
+    // Valid while the stream lives and until its next read or view.
+    virtual std::span<const std::byte> view(std::uint64_t offset, std::size_t n) = 0;
 };
 
 // Opens the compound file held in `bytes`, which must outlive every object

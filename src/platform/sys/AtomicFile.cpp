@@ -68,6 +68,27 @@ void AtomicFile::write(std::span<const std::byte> bytes)
     }
 }
 
+void AtomicFile::rewrite(std::uint64_t offset, std::span<const std::byte> bytes)
+{
+    if (fd_ < 0)
+        throw Error(err::PathFileAccess, "Cannot write the file '" + target_.string() + "': it is already closed.");
+    const std::byte* p = bytes.data();
+    std::size_t left = bytes.size();
+    while (left > 0) {
+        const ssize_t n = ::pwrite(fd_, p, left, static_cast<off_t>(offset));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            const int e = errno;
+            discard();
+            throw fileError(e, "Cannot write the file", target_.string());
+        }
+        p += n;
+        offset += static_cast<std::uint64_t>(n);
+        left -= static_cast<std::size_t>(n);
+    }
+}
+
 void AtomicFile::commit()
 {
     if (fd_ < 0)

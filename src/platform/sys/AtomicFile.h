@@ -21,6 +21,7 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
 
     void write(std::span<const std::byte> bytes) override;
+    void rewrite(std::uint64_t offset, std::span<const std::byte> bytes) override;
     // Flushes and moves the file into place; throws tb::Error on failure.
     void commit();
 

@@ -3,7 +3,9 @@
 // is one sink among others (memory for tests, a sink that fails after N bytes
 // for fault tests).
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -14,11 +16,19 @@ public:
     virtual ~ByteSink() = default;
     // Throws tb::Error when the bytes cannot be taken.
     virtual void write(std::span<const std::byte> bytes) = 0;
+    // Overwrites bytes written before, all of them below the current size:
+    // formats whose header is final only once the rest is out (a compound
+    // file) write it last. Throws tb::Error as write does.
+    virtual void rewrite(std::uint64_t offset, std::span<const std::byte> bytes) = 0;
 };
 
 class MemorySink final : public ByteSink {
 public:
     void write(std::span<const std::byte> bytes) override { data.insert(data.end(), bytes.begin(), bytes.end()); }
+    void rewrite(std::uint64_t offset, std::span<const std::byte> bytes) override
+    {
+        std::copy(bytes.begin(), bytes.end(), data.begin() + static_cast<std::ptrdiff_t>(offset));
+    }
     std::vector<std::byte> data;
 };
 
