@@ -93,11 +93,8 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
     for (const auto& t : shortTexts)
         strings.push_back({t, {}, {}});
 
-    std::vector<const SstString*> refs;
-    for (const auto& s : strings)
-        refs.push_back(&s);
     std::vector<std::byte> stream(100, std::byte(0));  // the table starts at offset 100
-    writeSst(stream, refs, 1234);
+    writeSst(stream, strings, 1234);
 
     RecordReader reader(stream, 100, kCtx);
     const ContinuedRecord sst = readContinued(reader);

@@ -135,8 +135,9 @@ std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const SstTable& s
         default: break;
         }
     }
-    std::sort(cells.begin(), cells.end(),
-              [](const Cell& a, const Cell& b) { return a.row != b.row ? a.row < b.row : a.col < b.col; });
+    const auto byPlace = [](const Cell& a, const Cell& b) { return a.row != b.row ? a.row < b.row : a.col < b.col; };
+    if (!std::is_sorted(cells.begin(), cells.end(), byPlace))  // rows come in order in most files
+        std::sort(cells.begin(), cells.end(), byPlace);
     return cells;
 }
 
@@ -179,33 +180,35 @@ std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const
 
         // One CRN for each run of neighbouring cells in a row, within the
         // record's size; one XCT in front of each group of CRNs.
-        std::vector<std::vector<std::byte>> crns;
+        std::vector<std::byte> crns;
+        std::vector<std::size_t> starts;  // of each CRN in crns
         for (std::size_t i = 0; i < cells.size();) {
-            std::vector<std::byte> body{std::byte(0), std::byte(0)};
-            push16(body, cells[i].row);
+            const std::size_t at = crns.size();
+            starts.push_back(at);
+            push16(crns, rt::Crn);
+            push16(crns, 0);
+            push16(crns, 0);
+            push16(crns, cells[i].row);
             const std::uint8_t first = cells[i].col;
             std::size_t j = i;
             do {
-                pushValue(body, cells[j].value);
+                pushValue(crns, cells[j].value);
                 ++j;
             } while (j < cells.size() && cells[j].row == cells[i].row && cells[j].col == cells[j - 1].col + 1 &&
-                     body.size() + kLargestValue <= kMaxRecordData);
-            body[0] = std::byte(cells[j - 1].col);
-            body[1] = std::byte(first);
-            crns.push_back(std::move(body));
+                     crns.size() - at - 4 + kLargestValue <= kMaxRecordData);
+            put16(crns, at + 2, static_cast<std::uint16_t>(crns.size() - at - 4));
+            crns[at + 4] = std::byte(cells[j - 1].col);
+            crns[at + 5] = std::byte(first);
             i = j;
         }
-        for (std::size_t i = 0; i < crns.size(); i += kMaxCrnPerXct) {
-            const std::size_t n = std::min(kMaxCrnPerXct, crns.size() - i);
+        starts.push_back(crns.size());
+        for (std::size_t i = 0; i + 1 < starts.size(); i += kMaxCrnPerXct) {
+            const std::size_t n = std::min(kMaxCrnPerXct, starts.size() - 1 - i);
             push16(out, rt::Xct);
             push16(out, 4);
             push16(out, static_cast<std::uint16_t>(n));
             push16(out, tab);
-            for (std::size_t k = i; k < i + n; ++k) {
-                push16(out, rt::Crn);
-                push16(out, static_cast<std::uint16_t>(crns[k].size()));
-                append(out, crns[k]);
-            }
+            append(out, Bytes(crns).subspan(starts[i], starts[i + n] - starts[i]));
         }
     }
     return out;

@@ -25,25 +25,18 @@ void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::str
     throw damaged(ctx.file, ctx.stream + " stream at offset " + std::to_string(offset), detail);
 }
 
-Record RecordReader::next()
+void RecordReader::cutOff() const
 {
-    if (data_.size() < pos_ + 4)
+    if (pos_ > data_.size() || data_.size() - pos_ < 4)
         throwDamagedAt(ctx_, pos_,
                        "expected a record header of 4 bytes, found " + std::to_string(data_.size() - std::min(pos_, data_.size())) +
                            " (the stream is cut off)");
     Record r;
     r.type = u16(data_, pos_);
-    const std::size_t size = u16(data_, pos_ + 2);
     r.offset = pos_;
-    if (data_.size() - pos_ - 4 < size) {
-        r.body = {};
-        throwDamaged(ctx_, r,
-                     "expected " + std::to_string(size) + " bytes of record data, found " +
-                         std::to_string(data_.size() - pos_ - 4) + " (the stream is cut off)");
-    }
-    r.body = data_.subspan(pos_ + 4, size);
-    pos_ += 4 + size;
-    return r;
+    throwDamaged(ctx_, r,
+                 "expected " + std::to_string(u16(data_, pos_ + 2)) + " bytes of record data, found " +
+                     std::to_string(data_.size() - pos_ - 4) + " (the stream is cut off)");
 }
 
 std::uint16_t RecordReader::peekType() const

@@ -34,11 +34,22 @@ public:
     bool atEnd() const { return pos_ >= data_.size(); }
     std::size_t position() const { return pos_; }
     // The next record; throws tb::Error when its header or body is cut off.
-    Record next();
+    Record next()
+    {
+        if (pos_ > data_.size() || data_.size() - pos_ < 4 || data_.size() - pos_ - 4 < u16(data_, pos_ + 2))
+            cutOff();
+        Record r;
+        r.type = u16(data_, pos_);
+        r.offset = pos_;
+        r.body = data_.subspan(pos_ + 4, u16(data_, pos_ + 2));
+        pos_ += 4 + r.body.size();
+        return r;
+    }
     // The type of the next record without reading it, or 0 at the end.
     std::uint16_t peekType() const;
 
 private:
+    [[noreturn]] void cutOff() const;  // says which part of the record is missing
     Bytes data_;
     std::size_t pos_;
     const StreamContext& ctx_;

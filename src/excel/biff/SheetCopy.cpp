@@ -299,11 +299,11 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         sheetStop = reader.position();
     }
     const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
-    std::vector<const SstString*> keptStrings;
+    std::vector<SstString> keptStrings;
     for (std::size_t i = 0; i < strings.size(); ++i)
         if (newIsst[i] == 0) {
             newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
-            keptStrings.push_back(&strings[i]);
+            keptStrings.push_back(strings[i]);
         }
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
@@ -485,9 +485,11 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     while (!reader.atEnd()) {
         const Record r = reader.next();
         const std::size_t body = newStart + r.offset + 4;
-        const auto span = std::span<std::byte>(out).subspan(body, r.body.size());
-        for (const Span& f : formulasOf(r))
-            rewrite(span.subspan(f.at, f.size));
+        if (rewriteNames) {
+            const auto span = std::span<std::byte>(out).subspan(body, r.body.size());
+            for (const Span& f : formulasOf(r))
+                rewrite(span.subspan(f.at, f.size));
+        }
         switch (r.type) {
         case rt::Bof: ++depth; break;
         case rt::Eof: --depth; break;

@@ -79,15 +79,12 @@ public:
             const std::size_t k = std::min(cch, leftInPiece() / unit);
             if (k == 0)
                 throwDamaged(ctx_, rec_.first, "a character is split across records");
-            const std::size_t was = out.size();
-            out.resize(was + k);
-            char16_t* to = out.data() + was;
             if (wide)
                 for (std::size_t i = 0; i < k; ++i)
-                    to[i] = static_cast<char16_t>(u16(p, at_ + 2 * i));
+                    out.push_back(static_cast<char16_t>(u16(p, at_ + 2 * i)));
             else
                 for (std::size_t i = 0; i < k; ++i)
-                    to[i] = static_cast<char16_t>(u8(p, at_ + i));
+                    out.push_back(static_cast<char16_t>(u8(p, at_ + i)));
             at_ += k * unit;
             cch -= k;
         }
@@ -147,38 +144,27 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
     if (unique > budget / 3 + 1)
         throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
                                          std::to_string(budget) + " bytes");
-    // Where each string's parts are in the shared buffers; views are made
-    // once the buffers have stopped growing.
-    struct Where {
-        std::size_t text, cch, runs, ext, cbExt;
-    };
-    std::vector<Where> where;
-    where.reserve(unique);
     SstTable table;
+    table.chars_.reserve(budget);  // a character takes a byte at least
+    table.entries_.reserve(unique);
     for (std::uint32_t i = 0; i < unique; ++i) {
         const std::uint16_t cch = in.word("a string header");
         const std::uint8_t flags = in.byte("a string header");
         const std::uint16_t runs = (flags & 0x08) ? in.word("a string header") : 0;
         const std::uint32_t ext = (flags & 0x04) ? in.dword("a string header") : 0;
-        Where w{table.chars_.size(), cch, table.extra_.size(), 0, ext};
-        in.chars(cch, flags & 0x01, table.chars_);
-        in.bytes(4u * runs, table.extra_, "formatting runs");
         if (ext > budget)
             throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
                                              " bytes of phonetic data");
-        w.ext = table.extra_.size();
+        table.entries_.push_back({static_cast<std::uint32_t>(table.chars_.size()),
+                                  static_cast<std::uint32_t>(table.extra_.size()), ext, cch, runs});
+        in.chars(cch, flags & 0x01, table.chars_);
+        in.bytes(4u * runs, table.extra_, "formatting runs");
         in.bytes(ext, table.extra_, "phonetic data");
-        where.push_back(w);
     }
-    table.strings_.reserve(where.size());
-    const Bytes extra = table.extra_;
-    for (const Where& w : where)
-        table.strings_.push_back({std::u16string_view(table.chars_.data() + w.text, w.cch),
-                                  extra.subspan(w.runs, w.ext - w.runs), extra.subspan(w.ext, w.cbExt)});
     return table;
 }
 
-void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*>& strings, std::uint32_t total)
+void writeSst(std::vector<std::byte>& stream, const std::vector<SstString>& strings, std::uint32_t total)
 {
     // Excel's own bucket size for EXTSST: at least 8 strings, at most 128 buckets.
     const std::size_t perBucket = std::max<std::size_t>(8, (strings.size() + 127) / 128);
@@ -188,7 +174,7 @@ void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*
     push32(stream, total);
     push32(stream, static_cast<std::uint32_t>(strings.size()));
     for (std::size_t i = 0; i < strings.size(); ++i) {
-        const SstString& s = *strings[i];
+        const SstString& s = strings[i];
         bool wide = false;
         for (char16_t c : s.text)
             wide = wide || c > 0xFF;
@@ -214,11 +200,17 @@ void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*
                 push8(stream, wide ? 1 : 0);
                 continue;
             }
+            const std::size_t at = stream.size();
+            stream.resize(at + k * unit);
+            std::byte* to = stream.data() + at;
             for (std::size_t j = 0; j < k; ++j) {
-                if (wide)
-                    push16(stream, s.text[done + j]);
-                else
-                    push8(stream, static_cast<std::uint8_t>(s.text[done + j]));
+                const char16_t c = s.text[done + j];
+                if (wide) {
+                    to[2 * j] = std::byte(c & 0xFF);
+                    to[2 * j + 1] = std::byte(c >> 8);
+                } else {
+                    to[j] = std::byte(c);
+                }
             }
             done += k;
         }

@@ -21,24 +21,28 @@ struct SstString {
 };
 
 // A parsed table. The characters of every string share one buffer, as do
-// their runs and phonetic data, so that a table of a million strings is a
-// handful of allocations rather than millions.
+// their runs and phonetic data, and each string is 16 bytes of offsets, so
+// that a table of a million strings is a handful of allocations.
 class SstTable {
 public:
-    SstTable() = default;
-    SstTable(SstTable&&) = default;  // vectors keep their buffers when moved
-    SstTable& operator=(SstTable&&) = default;
-    SstTable(const SstTable&) = delete;
-    SstTable& operator=(const SstTable&) = delete;
-
-    std::size_t size() const { return strings_.size(); }
-    const SstString& operator[](std::size_t i) const { return strings_[i]; }
+    std::size_t size() const { return entries_.size(); }
+    SstString operator[](std::size_t i) const
+    {
+        const Entry& e = entries_[i];
+        const Bytes extra(extra_.data(), extra_.size());
+        return {std::u16string_view(chars_.data() + e.text, e.cch), extra.subspan(e.extra, 4u * e.runs),
+                extra.subspan(e.extra + 4u * e.runs, e.cbExt)};
+    }
 
 private:
     friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
+    struct Entry {
+        std::uint32_t text, extra, cbExt;
+        std::uint16_t cch, runs;
+    };
     std::vector<char16_t> chars_;
     std::vector<std::byte> extra_;
-    std::vector<SstString> strings_;
+    std::vector<Entry> entries_;
 };
 
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
@@ -46,6 +50,6 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
 // Appends SST (with CONTINUE records as needed) and EXTSST to `stream`,
 // whose current size is the stream position where SST begins. `total` is
 // the number of cells that refer to the table.
-void writeSst(std::vector<std::byte>& stream, const std::vector<const SstString*>& strings, std::uint32_t total);
+void writeSst(std::vector<std::byte>& stream, const std::vector<SstString>& strings, std::uint32_t total);
 
 }  // namespace excel::biff
