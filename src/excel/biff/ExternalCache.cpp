@@ -53,12 +53,48 @@ double number(Bytes b, std::size_t at)
     return d;
 }
 
+// The cells of the areas, as bits over the box that holds them all: most
+// references reach a few rows and columns, and the whole grid would be 2 MB.
+class Marks {
+public:
+    explicit Marks(const std::vector<CellArea>& areas)
+    {
+        if (areas.empty())
+            return;
+        top_ = kRows, left_ = kCols;
+        std::size_t bottom = 0, right = 0;
+        for (const CellArea& a : areas) {
+            top_ = std::min<std::size_t>(top_, a.rowFirst);
+            left_ = std::min<std::size_t>(left_, a.colFirst);
+            bottom = std::max<std::size_t>(bottom, std::min<std::size_t>(a.rowLast, kRows - 1));
+            right = std::max<std::size_t>(right, std::min<std::size_t>(a.colLast, kCols - 1));
+        }
+        if (top_ > bottom || left_ > right)
+            return;
+        height_ = bottom - top_ + 1;
+        width_ = right - left_ + 1;
+        bits_.assign(height_ * width_, false);
+        for (const CellArea& a : areas)
+            for (std::size_t r = a.rowFirst; r <= a.rowLast && r < kRows; ++r)
+                for (std::size_t c = a.colFirst; c <= a.colLast && c < kCols; ++c)
+                    bits_[(r - top_) * width_ + (c - left_)] = true;
+    }
+    bool operator()(std::size_t r, std::size_t c) const
+    {
+        return r >= top_ && c >= left_ && r - top_ < height_ && c - left_ < width_ &&
+               bits_[(r - top_) * width_ + (c - left_)];
+    }
+
+private:
+    std::size_t top_ = 0, left_ = 0, height_ = 0, width_ = 0;
+    std::vector<bool> bits_;
+};
+
 // The values of one sheet's cells that lie in a marked area.
 std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const SstTable& strings,
-                              const std::vector<bool>& marked, const StreamContext& ctx)
+                              const Marks& in, const StreamContext& ctx)
 {
     std::vector<Cell> cells;
-    auto in = [&](std::size_t r, std::size_t c) { return r < kRows && c < kCols && marked[r * kCols + c]; };
     RecordReader reader(stream, start, ctx);
     int depth = 0;
     while (!reader.atEnd()) {
@@ -169,11 +205,7 @@ std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const
     for (const auto& [tab, areas] : wanted) {
         if (tab >= globals.sheets.size() || globals.sheets[tab].type != static_cast<std::uint8_t>(SheetType::Worksheet))
             continue;
-        std::vector<bool> marked(kRows * kCols, false);
-        for (const CellArea& a : areas)
-            for (std::size_t r = a.rowFirst; r <= a.rowLast && r < kRows; ++r)
-                for (std::size_t c = a.colFirst; c <= a.colLast && c < kCols; ++c)
-                    marked[r * kCols + c] = true;
+        const Marks marked(areas);
         if (globals.sheets[tab].position >= stream.size())
             continue;
         const auto cells = sheetValues(stream, globals.sheets[tab].position, strings, marked, ctx);
