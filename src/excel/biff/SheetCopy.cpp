@@ -264,6 +264,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         throwDamagedAt(ctx, sheetStart, "a sheet entry points past the end of the stream (" +
                                             std::to_string(stream.size()) + " bytes)");
     std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
+    std::vector<std::uint32_t> used;  // shared strings the sheet uses, in order of first use
     std::uint32_t labelCount = 0;
     std::size_t sheetStop = 0;
     {
@@ -286,7 +287,10 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
                 if (isst >= strings.size())
                     throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
                                              std::to_string(strings.size()));
-                newIsst[isst] = 0;
+                if (newIsst[isst] == UINT32_MAX) {
+                    newIsst[isst] = 0;
+                    used.push_back(isst);
+                }
                 ++labelCount;
                 break;
             }
@@ -299,12 +303,14 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         sheetStop = reader.position();
     }
     const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
+    // Kept strings in their old order; the sheet's own, not the whole table's, are sorted.
+    std::sort(used.begin(), used.end());
     std::vector<SstString> keptStrings;
-    for (std::size_t i = 0; i < strings.size(); ++i)
-        if (newIsst[i] == 0) {
-            newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
-            keptStrings.push_back(strings[i]);
-        }
+    keptStrings.reserve(used.size());
+    for (const std::uint32_t i : used) {
+        newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
+        keptStrings.push_back(strings[i]);
+    }
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
