@@ -2,7 +2,8 @@
 // OLE2 compound files [MS-CFB] through libgsf. Reading works over bytes that
 // are already in memory (the mapped file) without copying them; streams are
 // read on demand, so a caller that needs the start of a stream reads only that.
-// Writing builds the whole file in memory and hands it to a ByteSink.
+// Writing goes straight to a ByteSink, which is asked at the end to rewrite
+// the header.
 
 #include "platform/sys/ByteSink.h"
 
@@ -67,7 +68,8 @@ struct Node {
 Node readTree(const Storage& parent, const std::string& name, const std::string& file);
 
 // Writes `root` (a storage; its name is ignored) as a compound file with
-// 512-byte sectors. Throws tb::Error 1004 naming `file` when libgsf fails.
+// 512-byte sectors. Throws tb::Error 1004 naming `file` when libgsf fails,
+// and the sink's own error when the sink fails.
 void writeCompoundFile(const Node& root, tb::ByteSink& out, const std::string& file);
 
 }  // namespace excel::cfb
