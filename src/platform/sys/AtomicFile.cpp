@@ -48,34 +48,21 @@ void AtomicFile::discard() noexcept
     }
 }
 
-void AtomicFile::write(std::span<const std::byte> bytes)
-{
-    if (fd_ < 0)
-        throw Error(err::PathFileAccess, "Cannot write the file '" + target_.string() + "': it is already closed.");
-    const std::byte* p = bytes.data();
-    std::size_t left = bytes.size();
-    while (left > 0) {
-        const ssize_t n = ::write(fd_, p, left);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            const int e = errno;
-            discard();
-            throw fileError(e, "Cannot write the file", target_.string());
-        }
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
-}
+void AtomicFile::write(std::span<const std::byte> bytes) { put(bytes, -1); }
 
 void AtomicFile::rewrite(std::uint64_t offset, std::span<const std::byte> bytes)
 {
+    put(bytes, static_cast<std::int64_t>(offset));
+}
+
+void AtomicFile::put(std::span<const std::byte> bytes, std::int64_t offset)
+{
     if (fd_ < 0)
         throw Error(err::PathFileAccess, "Cannot write the file '" + target_.string() + "': it is already closed.");
     const std::byte* p = bytes.data();
     std::size_t left = bytes.size();
     while (left > 0) {
-        const ssize_t n = ::pwrite(fd_, p, left, static_cast<off_t>(offset));
+        const ssize_t n = offset < 0 ? ::write(fd_, p, left) : ::pwrite(fd_, p, left, static_cast<off_t>(offset));
         if (n < 0) {
             if (errno == EINTR)
                 continue;
@@ -84,8 +71,9 @@ void AtomicFile::rewrite(std::uint64_t offset, std::span<const std::byte> bytes)
             throw fileError(e, "Cannot write the file", target_.string());
         }
         p += n;
-        offset += static_cast<std::uint64_t>(n);
         left -= static_cast<std::size_t>(n);
+        if (offset >= 0)
+            offset += n;
     }
 }
 

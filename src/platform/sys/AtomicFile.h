@@ -28,6 +28,8 @@ public:
     const std::filesystem::path& target() const { return target_; }
 
 private:
+    // Writes at the end of the file, or at `offset` when it is 0 or more.
+    void put(std::span<const std::byte> bytes, std::int64_t offset);
     void discard() noexcept;
     std::filesystem::path target_;
     std::filesystem::path temp_;
