@@ -75,11 +75,12 @@ public:
         for (;;) {
             const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(want, size));
             head = stream_->view(0, n);
-            if (findGlobalsEnd(head) || n == size)
+            const GlobalsExtent extent = scanGlobals(head);
+            if (extent.end || n == size)
                 break;
             // The sheets' substreams follow the globals, so the first sheet's
             // position is where to look next; a wrong one only costs rounds.
-            want = std::max(want * 4, firstSheetPosition(head) + 4);
+            want = std::max(want * 4, extent.firstSheet + 4);
         }
         globals_ = parseGlobals(head, ctx_);
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {

@@ -35,34 +35,30 @@ void checkBof(const Record& r, const StreamContext& ctx)
 
 }  // namespace
 
-std::optional<std::size_t> findGlobalsEnd(Bytes head)
+GlobalsExtent scanGlobals(Bytes head)
 {
+    GlobalsExtent x;
     std::size_t pos = 0;
     bool first = true;
     while (head.size() >= pos + 4) {
-        const std::uint16_t type = u16(head, pos);
-        pos += 4 + u16(head, pos + 2);
-        if (first && type != rt::Bof)
-            return pos;  // not BIFF8: parseGlobals says what it is
-        first = false;
-        if (type == rt::Eof || type == rt::FilePass)
-            return pos <= head.size() ? std::optional<std::size_t>(pos) : std::nullopt;
-    }
-    return std::nullopt;
-}
-
-std::size_t firstSheetPosition(Bytes head)
-{
-    std::size_t first = 0;
-    for (std::size_t pos = 0; head.size() >= pos + 4;) {
         const std::uint16_t type = u16(head, pos), size = u16(head, pos + 2);
-        if (head.size() < pos + 4 + size)
-            break;
-        if (type == rt::BoundSheet8 && size >= 4 && (first == 0 || u32(head, pos + 4) < first))
-            first = u32(head, pos + 4);
-        pos += 4 + size;
+        const std::size_t next = pos + 4 + size;
+        if (first && type != rt::Bof) {
+            x.end = next;  // not BIFF8: parseGlobals says what it is
+            return x;
+        }
+        first = false;
+        if (type == rt::Eof || type == rt::FilePass) {
+            if (next <= head.size())
+                x.end = next;
+            return x;
+        }
+        if (type == rt::BoundSheet8 && size >= 4 && next <= head.size() &&
+            (x.firstSheet == 0 || u32(head, pos + 4) < x.firstSheet))
+            x.firstSheet = u32(head, pos + 4);
+        pos = next;
     }
-    return first;
+    return x;
 }
 
 Globals parseGlobals(Bytes stream, const StreamContext& ctx)

@@ -26,13 +26,13 @@ struct Globals {
     std::vector<SheetEntry> sheets;  // every BOUNDSHEET8, in order
 };
 
-// Where the globals substream ends (after its EOF), or nothing when `head`
-// ends before it; used to read no more of the stream than listing needs.
-std::optional<std::size_t> findGlobalsEnd(Bytes head);
-
-// The smallest sheet position among the BOUNDSHEET8 records whole in `head`,
-// or 0: where the globals must have ended, to read up to in one go.
-std::size_t firstSheetPosition(Bytes head);
+// What the start of a stream tells of its globals, to read no more of the
+// stream than listing needs.
+struct GlobalsExtent {
+    std::optional<std::size_t> end;  // after the EOF, or nothing when `head` ends before it
+    std::size_t firstSheet = 0;      // smallest sheet position seen, or 0: where to read up to next
+};
+GlobalsExtent scanGlobals(Bytes head);
 
 // Checks the BOF (BIFF8 workbook globals; older versions and anything else
 // refused with an error naming the file), refuses encrypted workbooks and

@@ -103,34 +103,53 @@ public:
 
     void read(std::uint64_t offset, std::size_t n, std::vector<std::byte>& out) override
     {
-        const auto bytes = view(offset, n);
-        out.insert(out.end(), bytes.begin(), bytes.end());
+        if (!seek(offset, n))
+            return;
+        const std::size_t at = out.size();
+        out.resize(at + n);
+        const unsigned before = gsfCriticals;
+        if (!gsf_input_read(in_.get(), n, reinterpret_cast<guint8*>(out.data() + at)) || gsfCriticals != before) {
+            out.resize(at);
+            brokenChain(offset);
+        }
     }
 
     std::span<const std::byte> view(std::uint64_t offset, std::size_t n) override
     {
-        if (offset > size_ || n > size_ - offset)
-            throw damaged(file_->file, "compound file, stream '" + name_ + "'",
-                          "expected " + std::to_string(n) + " bytes at offset " + std::to_string(offset) +
-                              ", the stream has " + std::to_string(size_));
-        if (n == 0)
+        if (!seek(offset, n))
             return {};
-        if (gsf_input_seek(in_.get(), static_cast<gsf_off_t>(offset), G_SEEK_SET))
-            throw damaged(file_->file, "compound file, stream '" + name_ + "'",
-                          "cannot seek to offset " + std::to_string(offset));
         // Without a buffer of ours, libgsf answers with a pointer into the
         // file's bytes when the sectors are contiguous, and gathers them into
         // a buffer of its own, kept until the next read, when they are not.
         const unsigned before = gsfCriticals;
         const guint8* p = gsf_input_read(in_.get(), n, nullptr);
         if (!p || gsfCriticals != before)
-            throw damaged(file_->file, "compound file, stream '" + name_ + "'",
-                          "its sectors cannot be read at offset " + std::to_string(offset) +
-                              " (broken sector chain)");
+            brokenChain(offset);
         return {reinterpret_cast<const std::byte*>(p), n};
     }
 
 private:
+    // Checks the range and goes to its start; false when it is empty.
+    bool seek(std::uint64_t offset, std::size_t n)
+    {
+        if (offset > size_ || n > size_ - offset)
+            throw damaged(file_->file, "compound file, stream '" + name_ + "'",
+                          "expected " + std::to_string(n) + " bytes at offset " + std::to_string(offset) +
+                              ", the stream has " + std::to_string(size_));
+        if (n == 0)
+            return false;
+        if (gsf_input_seek(in_.get(), static_cast<gsf_off_t>(offset), G_SEEK_SET))
+            throw damaged(file_->file, "compound file, stream '" + name_ + "'",
+                          "cannot seek to offset " + std::to_string(offset));
+        return true;
+    }
+
+    [[noreturn]] void brokenChain(std::uint64_t offset) const
+    {
+        throw damaged(file_->file, "compound file, stream '" + name_ + "'",
+                      "its sectors cannot be read at offset " + std::to_string(offset) + " (broken sector chain)");
+    }
+
     std::shared_ptr<OpenFile> file_;
     GRef<GsfInput> in_;
     std::string name_;
