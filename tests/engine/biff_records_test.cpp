@@ -9,6 +9,7 @@
 #include "excel/biff/Sst.h"
 #include "platform/sys/Error.h"
 
+#include <deque>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -84,14 +85,28 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
     std::vector<std::u16string> shortTexts;
     for (int i = 0; i < 200; ++i)
         shortTexts.push_back(u"s" + std::u16string(1, static_cast<char16_t>(u'a' + i % 26)));
+    // Each string as a source would store it: a byte a character or two.
+    std::deque<std::vector<std::byte>> storage;
+    std::vector<std::u16string> texts;
     std::vector<SstString> strings;
-    strings.push_back({u"short", {}, {}});
-    strings.push_back({longText, {}, {}});
-    strings.push_back({wide, runs, {}});
-    strings.push_back({u"", {}, {}});
-    strings.push_back({u"with phonetic", {}, phonetic});
+    auto add = [&](const std::u16string& t, bool wide, Bytes runs, Bytes ext) {
+        auto& b = storage.emplace_back();
+        for (char16_t c : t) {
+            b.push_back(std::byte(c & 0xFF));
+            if (wide)
+                b.push_back(std::byte(c >> 8));
+        }
+        texts.push_back(t);
+        strings.push_back({b, wide, runs, ext});
+    };
+    add(u"short", false, {}, {});
+    add(longText, false, {}, {});
+    add(wide, true, runs, {});
+    add(u"", false, {}, {});
+    add(u"with phonetic", false, {}, phonetic);
+    add(u"stored wide, written narrow", true, {}, {});
     for (const auto& t : shortTexts)
-        strings.push_back({t, {}, {}});
+        add(t, false, {}, {});
 
     std::vector<std::byte> stream(100, std::byte(0));  // the table starts at offset 100
     writeSst(stream, strings, 1234);
@@ -105,10 +120,14 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
     const auto back = parseSst(sst, kCtx);
     ASSERT_EQ(back.size(), strings.size());
     for (std::size_t i = 0; i < strings.size(); ++i) {
-        EXPECT_EQ(back[i].text, strings[i].text) << i;
+        EXPECT_EQ(back[i].text(), texts[i]) << i;
         EXPECT_TRUE(std::ranges::equal(back[i].runs, strings[i].runs)) << i;
         EXPECT_TRUE(std::ranges::equal(back[i].ext, strings[i].ext)) << i;
     }
+
+    // Written two bytes a character only where one needs it.
+    EXPECT_TRUE(back[2].wide);
+    EXPECT_FALSE(back[5].wide);
 
     // EXTSST: every bucket's stream position is the start of its string.
     const Record ext = reader.next();
@@ -120,7 +139,7 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
     for (std::size_t b = 0; b < buckets; ++b) {
         const std::uint32_t ib = u32(ext.body, 2 + 8 * b);
         const std::uint16_t within = u16(ext.body, 6 + 8 * b);
-        EXPECT_EQ(u16(stream, ib), strings[b * perBucket].text.size()) << b;
+        EXPECT_EQ(u16(stream, ib), texts[b * perBucket].size()) << b;
         const std::uint16_t recordType = u16(stream, ib - within);
         EXPECT_TRUE(recordType == rt::Sst || recordType == rt::Continue) << b;
     }

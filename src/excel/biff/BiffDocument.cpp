@@ -61,14 +61,45 @@ private:
     std::vector<std::string> names_;
 };
 
+// Sheets' substreams read through one handle on the stream, each up to the
+// next sheet's start: a view in place where the range's sectors are
+// contiguous, else gathered into the handle's one buffer, reused.
+class StreamSubstreams final : public Substreams {
+public:
+    StreamSubstreams(std::unique_ptr<cfb::Stream> stream, const Globals& globals) : stream_(std::move(stream))
+    {
+        for (const SheetEntry& s : globals.sheets)
+            starts_.push_back(s.position);
+        std::sort(starts_.begin(), starts_.end());
+    }
+
+    std::size_t size() const override { return static_cast<std::size_t>(stream_->size()); }
+
+    Bytes from(std::size_t position) override
+    {
+        if (position >= size())
+            return {};
+        const auto next = std::upper_bound(starts_.begin(), starts_.end(), position);
+        const std::size_t end = next == starts_.end() ? size() : std::min<std::size_t>(*next, size());
+        return stream_->view(position, end - position);
+    }
+
+private:
+    std::unique_ptr<cfb::Stream> stream_;
+    std::vector<std::size_t> starts_;  // of every sheet, sorted
+};
+
 // A workbook opened from a file. Listing has read the globals substream and
-// the first records of each sheet; a copy reads the whole Workbook stream.
+// the first records of each sheet; a copy reads the sheet and those its
+// formulas reach.
 class BiffSource final : public Document {
 public:
-    BiffSource(std::unique_ptr<cfb::Storage> root, std::string streamName, std::unique_ptr<cfb::Stream> stream,
-               std::string file)
-        : root_(std::move(root)), stream_(std::move(stream)), ctx_{std::move(file), std::move(streamName)}
+    // `streamName`: the Workbook stream's name as the file spells it.
+    BiffSource(std::unique_ptr<cfb::Storage> root, std::string streamName, std::string file)
+        : root_(std::move(root)), streamName_(std::move(streamName)), ctx_{std::move(file), "Workbook"}
     {
+        stream_ = openWorkbookStream();
+        probe_ = openWorkbookStream();
         Bytes head;
         const std::uint64_t size = stream_->size();
         std::size_t want = kFirstRead;
@@ -83,6 +114,7 @@ public:
             want = std::max(want * 4, extent.firstSheet + 4);
         }
         globals_ = parseGlobals(head, ctx_);
+        head_ = head.first(globals_.end);  // stream_ is not read again
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
             if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(s))
@@ -101,12 +133,13 @@ public:
             throw tb::Error(tb::err::SubscriptOutOfRange, "'" + ctx_.file + "' has no worksheet number " +
                                                               std::to_string(index + 1) + ".");
         if (!parsed_) {
-            // Read once for every sheet copied from this workbook: the whole
-            // stream, its globals' records and the shared strings.
-            all_ = stream_->view(0, static_cast<std::size_t>(stream_->size()));
-            parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(all_, globals_, ctx_));
+            // Read once for every sheet copied from this workbook: the
+            // globals' records and the shared strings.
+            parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(head_, globals_, ctx_));
+            own_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
+            reached_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
-        SheetCopy copy = copySheet(all_, globals_, *parsed_, worksheets_[index], source, ctx_);
+        SheetCopy copy = copySheet(head_, globals_, *parsed_, worksheets_[index], *own_, *reached_, source, ctx_);
 
         cfb::Node root;
         root.storage = true;
@@ -158,20 +191,28 @@ public:
     }
 
 private:
+    std::unique_ptr<cfb::Stream> openWorkbookStream() const
+    {
+        auto stream = root_->openStream(streamName_);
+        if (!stream)
+            throw damaged(ctx_.file, "compound file", "'" + streamName_ + "' is not a stream");
+        return stream;
+    }
+
     // Dialog sheets share the worksheet type in BOUNDSHEET8; their WSBOOL
     // record, among the first of the sheet, tells them apart.
     bool isDialogSheet(const SheetEntry& s) const
     {
         std::uint64_t pos = s.position;
-        const std::uint64_t size = stream_->size();
+        const std::uint64_t size = probe_->size();
         std::vector<std::byte> h;
         for (int i = 0; i < kHeaderScan && pos + 4 <= size; ++i) {
             h.clear();
-            stream_->read(pos, 4, h);
+            probe_->read(pos, 4, h);
             const std::uint16_t type = u16(h, 0), len = u16(h, 2);
             if (type == rt::WsBool && len >= 2 && pos + 4 + len <= size) {
                 h.clear();
-                stream_->read(pos + 4, 2, h);
+                probe_->read(pos + 4, 2, h);
                 return u16(h, 0) & kDialogBit;
             }
             if (i > 0 && (type == rt::Bof || type == rt::Eof))
@@ -182,11 +223,14 @@ private:
     }
 
     std::unique_ptr<cfb::Storage> root_;
-    std::unique_ptr<cfb::Stream> stream_;
+    std::string streamName_;
     StreamContext ctx_;
+    std::unique_ptr<cfb::Stream> stream_;  // viewed once, for head_
+    std::unique_ptr<cfb::Stream> probe_;   // the first records of each sheet, at open
     Globals globals_;
-    mutable Bytes all_;  // the Workbook stream, once a sheet is copied; stream_ is not read after
-    mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into all_
+    Bytes head_;  // the globals substream
+    mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into head_
+    mutable std::unique_ptr<Substreams> own_, reached_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
 };
@@ -199,17 +243,14 @@ std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>
     if (!findChild(*root, "EncryptedPackage").empty() || !findChild(*root, "EncryptionInfo").empty())
         throw refused(file, "is encrypted (password to open); encrypted workbooks cannot be read. "
                                 "Save it without a password and try again.");
-    std::string name = findChild(*root, "Workbook");
+    const std::string name = findChild(*root, "Workbook");
     if (name.empty()) {
         if (!findChild(*root, "Book").empty())
             throw refused(file, "is an Excel 5.0/95 (BIFF5/BIFF7) workbook; only Excel 97-2003 workbooks (BIFF8) "
                                     "and Office Open XML workbooks can be read.");
         throw refused(file, "is not a workbook: the compound file holds no Workbook stream.");
     }
-    auto stream = root->openStream(name);
-    if (!stream)
-        throw damaged(file, "compound file", "'" + name + "' is not a stream");
-    return std::make_unique<BiffSource>(std::move(root), "Workbook", std::move(stream), file);
+    return std::make_unique<BiffSource>(std::move(root), name, file);
 }
 
 }  // namespace excel::biff

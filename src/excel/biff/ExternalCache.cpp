@@ -90,12 +90,13 @@ private:
     std::vector<bool> bits_;
 };
 
-// The values of one sheet's cells that lie in a marked area.
-std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const SstTable& strings,
+// The values of one sheet's cells that lie in a marked area; `sheet` holds
+// the stream from `start` on.
+std::vector<Cell> sheetValues(Bytes sheet, std::size_t start, const SstTable& strings,
                               const Marks& in, const StreamContext& ctx)
 {
     std::vector<Cell> cells;
-    RecordReader reader(stream, start, ctx);
+    RecordReader reader(sheet, start, ctx, start);
     int depth = 0;
     while (!reader.atEnd()) {
         const Record r = reader.next();
@@ -128,7 +129,7 @@ std::vector<Cell> sheetValues(Bytes stream, std::size_t start, const SstTable& s
             break;
         case rt::LabelSst:
             if (b.size() >= 10 && in(row, col) && u32(b, 6) < strings.size())
-                cells.push_back({row, static_cast<std::uint8_t>(col), std::u16string(strings[u32(b, 6)].text)});
+                cells.push_back({row, static_cast<std::uint8_t>(col), strings[u32(b, 6)].text()});
             break;
         case rt::Label: {
             std::u16string s;
@@ -197,7 +198,7 @@ void pushValue(std::vector<std::byte>& out, const Value& v)
 
 }  // namespace
 
-std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const SstTable& strings,
+std::vector<std::byte> externalCache(Substreams& sheets, const Globals& globals, const SstTable& strings,
                                      const std::map<std::uint16_t, std::vector<CellArea>>& wanted,
                                      const StreamContext& ctx)
 {
@@ -205,10 +206,11 @@ std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const
     for (const auto& [tab, areas] : wanted) {
         if (tab >= globals.sheets.size() || globals.sheets[tab].type != static_cast<std::uint8_t>(SheetType::Worksheet))
             continue;
-        const Marks marked(areas);
-        if (globals.sheets[tab].position >= stream.size())
+        const Bytes sheet = sheets.from(globals.sheets[tab].position);
+        if (sheet.empty())
             continue;
-        const auto cells = sheetValues(stream, globals.sheets[tab].position, strings, marked, ctx);
+        const Marks marked(areas);
+        const auto cells = sheetValues(sheet, globals.sheets[tab].position, strings, marked, ctx);
 
         // One CRN for each run of neighbouring cells in a row, within the
         // record's size; one XCT in front of each group of CRNs.

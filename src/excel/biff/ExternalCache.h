@@ -6,6 +6,7 @@
 
 #include "Globals.h"
 #include "Sst.h"
+#include "Substreams.h"
 
 #include <cstdint>
 #include <map>
@@ -20,8 +21,9 @@ struct CellArea {
 
 // `wanted`: per source sheet (index into globals.sheets, which is also the
 // sheet's index in the SUPBOOK), the areas referred to. Returns the XCT and
-// CRN records, headers included, for the cells of those areas that hold a value.
-std::vector<std::byte> externalCache(Bytes stream, const Globals& globals, const SstTable& strings,
+// CRN records, headers included, for the cells of those areas that hold a
+// value. The sheets are read through `sheets`.
+std::vector<std::byte> externalCache(Substreams& sheets, const Globals& globals, const SstTable& strings,
                                      const std::map<std::uint16_t, std::vector<CellArea>>& wanted,
                                      const StreamContext& ctx);
 

@@ -28,12 +28,12 @@ void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::str
 void RecordReader::cutOff() const
 {
     if (pos_ > data_.size() || data_.size() - pos_ < 4)
-        throwDamagedAt(ctx_, pos_,
+        throwDamagedAt(ctx_, position(),
                        "expected a record header of 4 bytes, found " + std::to_string(data_.size() - std::min(pos_, data_.size())) +
                            " (the stream is cut off)");
     Record r;
     r.type = u16(data_, pos_);
-    r.offset = pos_;
+    r.offset = position();
     throwDamaged(ctx_, r,
                  "expected " + std::to_string(u16(data_, pos_ + 2)) + " bytes of record data, found " +
                      std::to_string(data_.size() - pos_ - 4) + " (the stream is cut off)");

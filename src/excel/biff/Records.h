@@ -28,11 +28,17 @@ struct StreamContext {
     std::string stream;
 };
 
+// Walks records from `pos`. `data` holds the stream's bytes from offset
+// `base` on (a part of the stream read on its own); positions and record
+// offsets are the stream's either way, so that errors name the place in the file.
 class RecordReader {
 public:
-    RecordReader(Bytes data, std::size_t pos, const StreamContext& ctx) : data_(data), pos_(pos), ctx_(ctx) {}
+    RecordReader(Bytes data, std::size_t pos, const StreamContext& ctx, std::size_t base = 0)
+        : data_(data), base_(base), pos_(pos >= base ? pos - base : data.size() + 1), ctx_(ctx)
+    {
+    }
     bool atEnd() const { return pos_ >= data_.size(); }
-    std::size_t position() const { return pos_; }
+    std::size_t position() const { return base_ + pos_; }
     // The next record; throws tb::Error when its header or body is cut off.
     Record next()
     {
@@ -40,7 +46,7 @@ public:
             cutOff();
         Record r;
         r.type = u16(data_, pos_);
-        r.offset = pos_;
+        r.offset = base_ + pos_;
         r.body = data_.subspan(pos_ + 4, u16(data_, pos_ + 2));
         pos_ += 4 + r.body.size();
         return r;
@@ -51,7 +57,8 @@ public:
 private:
     [[noreturn]] void cutOff() const;  // says which part of the record is missing
     Bytes data_;
-    std::size_t pos_;
+    std::size_t base_;
+    std::size_t pos_;  // into data_
     const StreamContext& ctx_;
 };
 

@@ -26,9 +26,9 @@ struct Xti {
     std::uint16_t supBook, first, last;
 };
 
-void emitRaw(std::vector<std::byte>& out, Bytes stream, const ContinuedRecord& r)
+void emitRaw(std::vector<std::byte>& out, Bytes head, const ContinuedRecord& r)
 {
-    append(out, stream.subspan(r.first.offset, r.end - r.first.offset));
+    append(out, head.subspan(r.first.offset, r.end - r.first.offset));
 }
 
 // Appends one record; `body` must fit one record.
@@ -144,8 +144,8 @@ GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const Stre
     return out;
 }
 
-SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& parsed, std::size_t sheet,
-                    const CopySource& source, const StreamContext& ctx)
+SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& parsed, std::size_t sheet,
+                    Substreams& own, Substreams& reached, const CopySource& source, const StreamContext& ctx)
 {
     const auto& records = parsed.records;
     const auto& strings = parsed.strings;
@@ -234,9 +234,22 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     gather.ref = [&](const Ref3d& ref) {
         if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
             return;
-        for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t)
-            wanted[static_cast<std::uint16_t>(t)].push_back(
-                {ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast), std::max(ref.colFirst, ref.colLast)});
+        const CellArea area{ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast),
+                            std::max(ref.colFirst, ref.colLast)};
+        for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t) {
+            // Formulas filled down reach a column a row at a time: one area
+            // grows instead of one per formula.
+            auto& areas = wanted[static_cast<std::uint16_t>(t)];
+            if (!areas.empty()) {
+                CellArea& last = areas.back();
+                if (last.colFirst == area.colFirst && last.colLast == area.colLast &&
+                    area.rowFirst >= last.rowFirst && area.rowFirst <= last.rowLast + 1) {
+                    last.rowLast = std::max(last.rowLast, area.rowLast);
+                    continue;
+                }
+            }
+            areas.push_back(area);
+        }
     };
     gather.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
         const std::uint16_t old = static_cast<std::uint16_t>(u16(index, 0));
@@ -260,15 +273,16 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
     // One walk over the sheet substream, embedded charts included: where it
     // ends, the shared strings its cells use and, when other sheets are
     // reached, the cells its formulas reach.
-    if (sheetStart >= stream.size())
+    const Bytes sheetView = own.from(sheetStart);
+    if (sheetView.empty())
         throwDamagedAt(ctx, sheetStart, "a sheet entry points past the end of the stream (" +
-                                            std::to_string(stream.size()) + " bytes)");
+                                            std::to_string(own.size()) + " bytes)");
     std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
     std::vector<std::uint32_t> used;  // shared strings the sheet uses, in order of first use
     std::uint32_t labelCount = 0;
     std::size_t sheetStop = 0;
     {
-        RecordReader reader(stream, sheetStart, ctx);
+        RecordReader reader(sheetView, sheetStart, ctx, sheetStart);
         int depth = 0;
         do {
             if (reader.atEnd())
@@ -302,7 +316,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         } while (depth > 0);
         sheetStop = reader.position();
     }
-    const Bytes sheetBytes = stream.subspan(sheetStart, sheetStop - sheetStart);
+    const Bytes sheetBytes = sheetView.first(sheetStop - sheetStart);
     // Kept strings in their old order; the sheet's own, not the whole table's, are sorted.
     std::sort(used.begin(), used.end());
     std::vector<SstString> keptStrings;
@@ -360,7 +374,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         case rt::BoundSheet8:
             if (sheetNo++ == sheet) {
                 boundSheetAt = out.size();
-                emitRaw(out, stream, r);
+                emitRaw(out, head, r);
                 out[boundSheetAt + 4 + 4] = std::byte(0);  // the copy's only sheet is visible
             }
             break;
@@ -372,7 +386,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         case rt::Name:
             if (keepName[nameNo]) {
                 const std::size_t at = out.size();
-                emitRaw(out, stream, r);
+                emitRaw(out, head, r);
                 if (u16(f.body, 8) != 0)
                     put16(out, at + 4 + 8, 1);
                 const std::size_t cce = u16(f.body, 4);
@@ -389,12 +403,12 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
             if (f.body.size() >= 16 && readStringNoCch(f.body, at, u16(f.body, 12), n) && droppedNames.count(n) &&
                 !keptNames.count(n))
                 break;
-            emitRaw(out, stream, r);
+            emitRaw(out, head, r);
             break;
         }
         case rt::SupBook: {
             const std::size_t at = out.size();
-            emitRaw(out, stream, r);
+            emitRaw(out, head, r);
             if (f.body.size() >= 4 && u16(f.body, 2) == kSelfSupBook)
                 put16(out, at + 4, 1);
             break;
@@ -430,7 +444,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
                     if (body.size() <= kMaxRecordData)
                         emitRecord(out, rt::ExternName, body);
                 }
-                append(out, externalCache(stream, globals, strings, wanted, ctx));
+                append(out, externalCache(reached, globals, strings, wanted, ctx));
             }
             std::vector<std::byte> body;
             push16(body, static_cast<std::uint16_t>(xtis.size()));
@@ -451,7 +465,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         }
         case rt::Window1: {
             const std::size_t at = out.size();
-            emitRaw(out, stream, r);
+            emitRaw(out, head, r);
             if (f.body.size() >= 16) {
                 put16(out, at + 4 + 10, 0);  // itabCur
                 put16(out, at + 4 + 12, 0);  // itabFirst
@@ -474,7 +488,7 @@ SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& p
         case rt::FileSharing:
             break;
         default:
-            emitRaw(out, stream, r);
+            emitRaw(out, head, r);
         }
     }
     if (boundSheetAt == 0)

@@ -8,6 +8,7 @@
 #include "Globals.h"
 #include "Records.h"
 #include "Sst.h"
+#include "Substreams.h"
 #include "excel/Document.h"
 
 #include <cstdint>
@@ -30,10 +31,12 @@ struct GlobalRecords {
 };
 GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx);
 
-// `stream` is the whole Workbook stream, `globals` its parsed globals,
-// `records` what readGlobalRecords made of them and `sheet` an index into
-// globals.sheets.
-SheetCopy copySheet(Bytes stream, const Globals& globals, const GlobalRecords& records, std::size_t sheet,
-                    const CopySource& source, const StreamContext& ctx);
+// `head` holds the Workbook stream from its start to the end of the globals
+// at least, `globals` its parsed globals, `records` what readGlobalRecords
+// made of them and `sheet` an index into globals.sheets. The sheet's own
+// substream is read through `own`, those its formulas reach through
+// `reached`: both are read at once.
+SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& records, std::size_t sheet,
+                    Substreams& own, Substreams& reached, const CopySource& source, const StreamContext& ctx);
 
 }  // namespace excel::biff

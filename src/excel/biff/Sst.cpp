@@ -64,9 +64,22 @@ public:
             n -= k;
         }
     }
-    // Characters: a new piece starts with a flags byte of its own.
-    void chars(std::size_t cch, bool wide, std::vector<char16_t>& out)
+    // A string's characters where they lie, when they lie in one piece.
+    // Otherwise they are joined into `joined` as UTF-16LE (a new piece
+    // starts with a flags byte of its own, so the width can change) and
+    // `inPlace` is false.
+    Bytes chars(std::size_t cch, bool& wide, std::vector<std::byte>& joined, bool& inPlace)
     {
+        inPlace = true;
+        if (cch == 0)
+            return {};
+        if (leftInPiece() >= cch * (wide ? 2 : 1)) {
+            const Bytes p = rec_.pieces[piece_].subspan(at_, cch * (wide ? 2 : 1));
+            at_ += p.size();
+            return p;
+        }
+        inPlace = false;
+        const std::size_t start = joined.size();
         while (cch > 0) {
             if (leftInPiece() == 0) {
                 if (!nextPiece())
@@ -79,15 +92,15 @@ public:
             const std::size_t k = std::min(cch, leftInPiece() / unit);
             if (k == 0)
                 throwDamaged(ctx_, rec_.first, "a character is split across records");
-            if (wide)
-                for (std::size_t i = 0; i < k; ++i)
-                    out.push_back(static_cast<char16_t>(u16(p, at_ + 2 * i)));
-            else
-                for (std::size_t i = 0; i < k; ++i)
-                    out.push_back(static_cast<char16_t>(u8(p, at_ + i)));
+            for (std::size_t i = 0; i < k; ++i) {
+                joined.push_back(p[at_ + unit * i]);
+                joined.push_back(wide ? p[at_ + 2 * i + 1] : std::byte(0));
+            }
             at_ += k * unit;
             cch -= k;
         }
+        wide = true;
+        return Bytes(joined).subspan(start);
     }
 
 private:
@@ -128,6 +141,14 @@ private:
 
 }  // namespace
 
+std::u16string SstString::text() const
+{
+    std::u16string s(size(), u'\0');
+    for (std::size_t i = 0; i < s.size(); ++i)
+        s[i] = wide ? static_cast<char16_t>(u16(chars, 2 * i)) : static_cast<char16_t>(u8(chars, i));
+    return s;
+}
+
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
 {
     if (sst.first.body.size() < 8)
@@ -145,7 +166,7 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
         throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
                                          std::to_string(budget) + " bytes");
     SstTable table;
-    table.chars_.reserve(budget);  // a character takes a byte at least
+    table.base_ = sst.first.body.data();
     table.entries_.reserve(unique);
     for (std::uint32_t i = 0; i < unique; ++i) {
         const std::uint16_t cch = in.word("a string header");
@@ -155,9 +176,13 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
         if (ext > budget)
             throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
                                              " bytes of phonetic data");
-        table.entries_.push_back({static_cast<std::uint32_t>(table.chars_.size()),
-                                  static_cast<std::uint32_t>(table.extra_.size()), ext, cch, runs});
-        in.chars(cch, flags & 0x01, table.chars_);
+        bool wide = flags & 0x01, inPlace = true;
+        const Bytes chars = in.chars(cch, wide, table.joined_, inPlace);
+        const std::byte* base = inPlace ? table.base_ : table.joined_.data();
+        table.entries_.push_back({static_cast<std::uint32_t>(chars.empty() ? 0 : chars.data() - base),
+                                  static_cast<std::uint32_t>(table.extra_.size()), ext, cch, runs,
+                                  static_cast<std::uint8_t>((wide ? SstTable::kWide : 0) |
+                                                            (inPlace ? 0 : SstTable::kJoined))});
         in.bytes(4u * runs, table.extra_, "formatting runs");
         in.bytes(ext, table.extra_, "phonetic data");
     }
@@ -175,42 +200,42 @@ void writeSst(std::vector<std::byte>& stream, const std::vector<SstString>& stri
     push32(stream, static_cast<std::uint32_t>(strings.size()));
     for (std::size_t i = 0; i < strings.size(); ++i) {
         const SstString& s = strings[i];
+        // Written one byte a character unless a character needs two,
+        // whatever the source did.
         bool wide = false;
-        for (char16_t c : s.text)
-            wide = wide || c > 0xFF;
+        if (s.wide)
+            for (std::size_t j = 1; j < s.chars.size() && !wide; j += 2)
+                wide = s.chars[j] != std::byte(0);
         const std::size_t unit = wide ? 2 : 1;
+        const std::size_t cch = s.size();
         const std::size_t header = 3 + (s.runs.empty() ? 0 : 2) + (s.ext.empty() ? 0 : 4);
         // The header and the first character stay in one record.
-        if (w.room() < header + (s.text.empty() ? 0 : unit))
+        if (w.room() < header + (cch == 0 ? 0 : unit))
             w.next();
         if (i % perBucket == 0)
             buckets.emplace_back(static_cast<std::uint32_t>(stream.size()),
                                  static_cast<std::uint16_t>(stream.size() - w.recordStart()));
-        push16(stream, static_cast<std::uint16_t>(s.text.size()));
+        push16(stream, static_cast<std::uint16_t>(cch));
         push8(stream, static_cast<std::uint8_t>((wide ? 0x01 : 0) | (s.ext.empty() ? 0 : 0x04) | (s.runs.empty() ? 0 : 0x08)));
         if (!s.runs.empty())
             push16(stream, static_cast<std::uint16_t>(s.runs.size() / 4));
         if (!s.ext.empty())
             push32(stream, static_cast<std::uint32_t>(s.ext.size()));
         std::size_t done = 0;
-        while (done < s.text.size()) {
-            std::size_t k = std::min(s.text.size() - done, w.room() / unit);
+        while (done < cch) {
+            const std::size_t k = std::min(cch - done, w.room() / unit);
             if (k == 0) {
                 w.next();
                 push8(stream, wide ? 1 : 0);
                 continue;
             }
-            const std::size_t at = stream.size();
-            stream.resize(at + k * unit);
-            std::byte* to = stream.data() + at;
-            for (std::size_t j = 0; j < k; ++j) {
-                const char16_t c = s.text[done + j];
-                if (wide) {
-                    to[2 * j] = std::byte(c & 0xFF);
-                    to[2 * j + 1] = std::byte(c >> 8);
-                } else {
-                    to[j] = std::byte(c);
-                }
+            if (wide == s.wide) {
+                append(stream, s.chars.subspan(done * unit, k * unit));
+            } else {  // stored wide, every character fits a byte
+                const std::size_t at = stream.size();
+                stream.resize(at + k);
+                for (std::size_t j = 0; j < k; ++j)
+                    stream[at + j] = s.chars[2 * (done + j)];
             }
             done += k;
         }

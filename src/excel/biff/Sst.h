@@ -13,38 +13,50 @@
 
 namespace excel::biff {
 
-// One string of the table, as views into the storage of its SstTable.
+// One string of the table, as views into the stream or into its SstTable.
 struct SstString {
-    std::u16string_view text;
+    Bytes chars;  // as stored: a byte per character, or two (UTF-16LE) when `wide`
+    bool wide = false;
     Bytes runs;  // formatting runs, 4 bytes each
     Bytes ext;   // phonetic data (ExtRst), as stored
+    std::size_t size() const { return wide ? chars.size() / 2 : chars.size(); }
+    std::u16string text() const;
 };
 
-// A parsed table. The characters of every string share one buffer, as do
-// their runs and phonetic data, and each string is 16 bytes of offsets, so
-// that a table of a million strings is a handful of allocations.
+// A parsed table. A string that lies in one record is left where it is, in
+// the stream's bytes; one split across records is joined into a buffer of
+// the table's own, as are all runs and phonetic data. Each string is an
+// entry of offsets, so that a table of a million strings is a handful of
+// allocations and its characters are not copied.
 class SstTable {
 public:
     std::size_t size() const { return entries_.size(); }
     SstString operator[](std::size_t i) const
     {
         const Entry& e = entries_[i];
+        const bool wide = e.flags & kWide;
+        const std::byte* chars = (e.flags & kJoined) ? joined_.data() : base_;
         const Bytes extra(extra_.data(), extra_.size());
-        return {std::u16string_view(chars_.data() + e.text, e.cch), extra.subspan(e.extra, 4u * e.runs),
+        return {Bytes(chars + e.chars, e.cch * (wide ? 2u : 1u)), wide, extra.subspan(e.extra, 4u * e.runs),
                 extra.subspan(e.extra + 4u * e.runs, e.cbExt)};
     }
 
 private:
     friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
+    static constexpr std::uint8_t kWide = 0x01, kJoined = 0x02;
     struct Entry {
-        std::uint32_t text, extra, cbExt;
+        std::uint32_t chars, extra, cbExt;
         std::uint16_t cch, runs;
+        std::uint8_t flags;
     };
-    std::vector<char16_t> chars_;
+    const std::byte* base_ = nullptr;  // the SST record's body; every piece lies in the same stream bytes
+    std::vector<std::byte> joined_;    // split strings, as UTF-16LE
     std::vector<std::byte> extra_;
     std::vector<Entry> entries_;
 };
 
+// `sst`'s pieces must lie in one buffer (the stream's bytes), which must
+// outlive the table.
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
 
 // Appends SST (with CONTINUE records as needed) and EXTSST to `stream`,
