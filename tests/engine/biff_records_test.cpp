@@ -194,6 +194,19 @@ TEST(BiffFormula, WalkerFindsNamesAndReferencesAndStopsAtUnknownTokens)
     EXPECT_EQ(refs[0].colFirst, 0);
     EXPECT_EQ(refs[0].colLast, 1);
 
+    // Reading alone sees the same tokens.
+    namesX.clear();
+    refs.clear();
+    FormulaReader r;
+    r.nameX = [&](std::uint16_t ixti, std::uint16_t index) { namesX.emplace_back(ixti, index); };
+    r.ref = [&](const Ref3d& ref) { refs.push_back(ref); };
+    EXPECT_TRUE(readFormula(f, r));
+    EXPECT_EQ(namesX, (std::vector<std::pair<int, int>>{{5, 7}}));
+    ASSERT_EQ(refs.size(), 1u);
+    EXPECT_EQ(refs[0].ixti, 2);
+    EXPECT_EQ(refs[0].rowLast, 1);
+    EXPECT_EQ(refs[0].colLast, 1);
+
     std::vector<std::byte> unknown{std::byte(0x1A), std::byte(0x23), std::byte(1), std::byte(0), std::byte(0),
                                    std::byte(0)};
     names.clear();
@@ -202,4 +215,5 @@ TEST(BiffFormula, WalkerFindsNamesAndReferencesAndStopsAtUnknownTokens)
 
     std::vector<std::byte> cut{std::byte(0x23), std::byte(1)};
     EXPECT_FALSE(walkFormula(cut, v));
+    EXPECT_FALSE(readFormula(cut, r));
 }

@@ -4,7 +4,7 @@ namespace excel::biff {
 
 namespace {
 
-std::uint16_t rd16(std::span<std::byte> b, std::size_t at)
+std::uint16_t rd16(Bytes b, std::size_t at)
 {
     return static_cast<std::uint16_t>(std::to_integer<unsigned>(b[at]) | (std::to_integer<unsigned>(b[at + 1]) << 8));
 }
@@ -37,12 +37,11 @@ std::size_t classifiedSize(unsigned base)
     }
 }
 
-}  // namespace
-
-bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
+// Calls `classified(base, at)` for every PtgName, PtgNameX, PtgRef3d and
+// PtgArea3d, whose data is there.
+template <class OnToken>
+bool forEachToken(Bytes rgce, OnToken&& classified)
 {
-    const auto& name = visit.name;
-    const auto& ref = visit.ref;
     std::size_t at = 0;
     while (at < rgce.size()) {
         const unsigned ptg = std::to_integer<unsigned>(rgce[at]);
@@ -52,24 +51,8 @@ bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
             size = classifiedSize(base);
             if (size == 0 || at + 1 + size > rgce.size())
                 return false;
-            if (base == 0x03 && name)
-                name(rgce.subspan(at + 1, 2));
-            if (base == 0x19 && visit.nameX)
-                visit.nameX(rd16(rgce, at + 1), rgce.subspan(at + 3, 2));
-            if (ref && (base == 0x1A || base == 0x1B)) {
-                Ref3d r{};
-                r.ixti = rd16(rgce, at + 1);
-                if (base == 0x1A) {
-                    r.rowFirst = r.rowLast = rd16(rgce, at + 3);
-                    r.colFirst = r.colLast = rd16(rgce, at + 5) & 0x3FFF;
-                } else {
-                    r.rowFirst = rd16(rgce, at + 3);
-                    r.rowLast = rd16(rgce, at + 5);
-                    r.colFirst = rd16(rgce, at + 7) & 0x3FFF;
-                    r.colLast = rd16(rgce, at + 9) & 0x3FFF;
-                }
-                ref(r);
-            }
+            if (base == 0x03 || base == 0x19 || base == 0x1A || base == 0x1B)
+                classified(base, at);
         } else {
             switch (ptg) {
             case 0x01: case 0x02: size = 4; break;  // PtgExp, PtgTbl
@@ -117,6 +100,46 @@ bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
         at += 1 + size;
     }
     return true;
+}
+
+Ref3d ref3dAt(Bytes rgce, unsigned base, std::size_t at)
+{
+    Ref3d r{};
+    r.ixti = rd16(rgce, at + 1);
+    if (base == 0x1A) {
+        r.rowFirst = r.rowLast = rd16(rgce, at + 3);
+        r.colFirst = r.colLast = rd16(rgce, at + 5) & 0x3FFF;
+    } else {
+        r.rowFirst = rd16(rgce, at + 3);
+        r.rowLast = rd16(rgce, at + 5);
+        r.colFirst = rd16(rgce, at + 7) & 0x3FFF;
+        r.colLast = rd16(rgce, at + 9) & 0x3FFF;
+    }
+    return r;
+}
+
+}  // namespace
+
+bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
+{
+    return forEachToken(rgce, [&](unsigned base, std::size_t at) {
+        if (base == 0x03 && visit.name)
+            visit.name(rgce.subspan(at + 1, 2));
+        else if (base == 0x19 && visit.nameX)
+            visit.nameX(rd16(rgce, at + 1), rgce.subspan(at + 3, 2));
+        else if ((base == 0x1A || base == 0x1B) && visit.ref)
+            visit.ref(ref3dAt(rgce, base, at));
+    });
+}
+
+bool readFormula(Bytes rgce, const FormulaReader& visit)
+{
+    return forEachToken(rgce, [&](unsigned base, std::size_t at) {
+        if (base == 0x19 && visit.nameX)
+            visit.nameX(rd16(rgce, at + 1), rd16(rgce, at + 3));
+        else if ((base == 0x1A || base == 0x1B) && visit.ref)
+            visit.ref(ref3dAt(rgce, base, at));
+    });
 }
 
 }  // namespace excel::biff

@@ -29,8 +29,17 @@ struct FormulaVisitor {
     std::function<void(const Ref3d&)> ref;
 };
 
-// False when the formula holds a token this walker does not know (the
-// tokens before it were seen).
+// What a walk that only looks is told; every callback may be empty.
+struct FormulaReader {
+    // PtgNameX: the XTI it goes through and its 1-based name index.
+    std::function<void(std::uint16_t ixti, std::uint16_t index)> nameX;
+    // PtgRef3d and PtgArea3d.
+    std::function<void(const Ref3d&)> ref;
+};
+
+// Both are false when the formula holds a token the walker does not know
+// (the tokens before it were seen).
 bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit);
+bool readFormula(Bytes rgce, const FormulaReader& visit);
 
 }  // namespace excel::biff

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
 #include <functional>
 #include <map>
 
@@ -225,12 +224,8 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
     std::map<std::uint16_t, std::vector<CellArea>> wanted;
     std::vector<std::uint16_t> extNames;          // old name indices, in order of first use
     std::map<std::uint16_t, std::uint16_t> extNameIndex;  // old -> 1-based index among extNames
-    // The walker takes writable tokens; collecting only reads, through one
-    // reused copy for each level of names within names.
-    std::deque<std::vector<std::byte>> tokenBuffers;
-    std::size_t nesting = 0;
     std::function<void(Bytes)> collect;
-    FormulaVisitor gather;
+    FormulaReader gather;
     gather.ref = [&](const Ref3d& ref) {
         if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
             return;
@@ -251,8 +246,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
             areas.push_back(area);
         }
     };
-    gather.nameX = [&](std::uint16_t ixti, std::span<std::byte> index) {
-        const std::uint16_t old = static_cast<std::uint16_t>(u16(index, 0));
+    gather.nameX = [&](std::uint16_t ixti, std::uint16_t old) {
         if (ixti >= xtis.size() || xtis[ixti].supBook != extBook || old == 0 || old >= nameFormula.size() ||
             extNameIndex.count(old))
             return;
@@ -260,15 +254,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
         extNameIndex[old] = static_cast<std::uint16_t>(extNames.size());
         collect(nameFormula[old]);
     };
-    collect = [&](Bytes rgce) {
-        if (tokenBuffers.size() <= nesting)
-            tokenBuffers.emplace_back();
-        std::vector<std::byte>& tokens = tokenBuffers[nesting];
-        tokens.assign(rgce.begin(), rgce.end());
-        ++nesting;
-        walkFormula(tokens, gather);
-        --nesting;
-    };
+    collect = [&](Bytes rgce) { readFormula(rgce, gather); };
 
     // One walk over the sheet substream, embedded charts included: where it
     // ends, the shared strings its cells use and, when other sheets are
