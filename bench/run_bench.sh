@@ -33,12 +33,17 @@ if [ ! -f "$data/.done" ]; then
   touch "$data/.done"
 fi
 
-# seconds and peak kB of one command, through GNU time
+# Wall seconds (to the millisecond) and peak kB (GNU time) of one command.
+# Whatever the tool before it left unwritten is flushed first, untimed, so
+# that no tool pays for another's writeback.
 measure() {
-  local log="$work/time.log"
-  /usr/bin/time -f '%e %M' -o "$log" "$@" > /dev/null 2> "$work/stderr.log" || {
+  local log="$work/time.log" start end
+  sync
+  start=$EPOCHREALTIME
+  /usr/bin/time -f '%M' -o "$log" "$@" > /dev/null 2> "$work/stderr.log" || {
     echo "FAILED: $* (see $work/stderr.log)" >&2; echo "nan nan"; return; }
-  cat "$log"
+  end=$EPOCHREALTIME
+  printf '%.3f %s\n' "$(echo "$end - $start" | bc -l)" "$(cat "$log")"
 }
 
 printf '%-10s %-10s %10s %10s %10s\n' workload tool seconds peak_MB vs_tamberlin
@@ -50,9 +55,11 @@ for wl in big big5 many sst xls; do
   mkdir -p "$out/tamberlin"
   read -r t_tb m_tb < <(measure "$split" -o "$out/tamberlin" "${inputs[@]}")
   printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" tamberlin "$t_tb" "$(echo "$m_tb/1024" | bc -l)" 1
+  sync
   t_floor="$("$py" "$here/io_floor.py" "$out/tamberlin" "$out/floor" "${inputs[@]}")"
   rm -rf "$out/floor"
   printf '%-10s %-10s %10s %10s %10s\n' "$wl" io_floor "$t_floor" - "$(echo "scale=2; $t_floor/$t_tb" | bc -l)"
+  sync
   t_deflate="$("$py" "$here/deflate_floor.py" "$out/tamberlin" "${inputs[@]}")"
   [ "$t_deflate" = - ] ||
     printf '%-10s %-10s %10s %10s %10s\n' "$wl" deflate "$t_deflate" - "$(echo "scale=2; $t_deflate/$t_tb" | bc -l)"
