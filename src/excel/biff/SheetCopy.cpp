@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <map>
 
 namespace excel::biff {
@@ -224,7 +223,6 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
     std::map<std::uint16_t, std::vector<CellArea>> wanted;
     std::vector<std::uint16_t> extNames;          // old name indices, in order of first use
     std::map<std::uint16_t, std::uint16_t> extNameIndex;  // old -> 1-based index among extNames
-    std::function<void(Bytes)> collect;
     FormulaReader gather;
     gather.ref = [&](const Ref3d& ref) {
         if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
@@ -252,9 +250,8 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
             return;
         extNames.push_back(old);
         extNameIndex[old] = static_cast<std::uint16_t>(extNames.size());
-        collect(nameFormula[old]);
+        readFormula(nameFormula[old], gather);  // names within names
     };
-    collect = [&](Bytes rgce) { readFormula(rgce, gather); };
 
     // One walk over the sheet substream, embedded charts included: where it
     // ends, the shared strings its cells use and, when other sheets are
@@ -297,7 +294,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
             default:
                 if (needExt)
                     for (const Span& f : formulasOf(r))
-                        collect(r.body.subspan(f.at, f.size));
+                        readFormula(r.body.subspan(f.at, f.size), gather);
             }
         } while (depth > 0);
         sheetStop = reader.position();
@@ -314,7 +311,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
-                collect(nameFormula[i]);
+                readFormula(nameFormula[i], gather);
         for (auto& [tab, areas] : wanted) {
             std::sort(areas.begin(), areas.end());
             areas.erase(std::unique(areas.begin(), areas.end()), areas.end());
