@@ -9,8 +9,10 @@
   sst/sst20mb.xlsx          4 sheets over a shared-string table of about 20 MB
   xls/sheets20x20000.xls    the big workbook saved as Excel 97-2003 by
                             LibreOffice (soffice --convert-to xls)
+  xls5/sheets5x20000.xls    big5 likewise, for peak memory against sheets
 
 usage: make_workloads.py DIR [--scale F]   (F < 1 makes everything smaller)
+A workload whose folder already holds files is left as it is.
 """
 import os
 import random
@@ -84,14 +86,27 @@ def main():
         return 2
     out = sys.argv[1]
     scale = float(sys.argv[sys.argv.index("--scale") + 1]) if "--scale" in sys.argv else 1.0
-    for d in ("big", "big5", "many", "sst", "xls"):
-        os.makedirs(os.path.join(out, d), exist_ok=True)
-    big(os.path.join(out, "big", "sheets20x20000.xlsx"), 20, max(10, int(20000 * scale)))
-    big(os.path.join(out, "big5", "sheets5x20000.xlsx"), 5, max(10, int(20000 * scale)))
-    for i in range(max(2, int(200 * scale))):
-        small(os.path.join(out, "many", "book%03d.xlsx" % (i + 1)), i)
-    sst(os.path.join(out, "sst", "sst20mb.xlsx"), max(1, int(20 * scale)))
-    as_xls(os.path.join(out, "big", "sheets20x20000.xlsx"), os.path.join(out, "xls"))
+    builders = [
+        ("big", lambda d: big(os.path.join(d, "sheets20x20000.xlsx"), 20, max(10, int(20000 * scale)))),
+        ("big5", lambda d: big(os.path.join(d, "sheets5x20000.xlsx"), 5, max(10, int(20000 * scale)))),
+        ("many", lambda d: [small(os.path.join(d, "book%03d.xlsx" % (i + 1)), i)
+                            for i in range(max(2, int(200 * scale)))]),
+        ("sst", lambda d: sst(os.path.join(d, "sst20mb.xlsx"), max(1, int(20 * scale)))),
+        ("xls", lambda d: as_xls(os.path.join(out, "big", "sheets20x20000.xlsx"), d)),
+        ("xls5", lambda d: as_xls(os.path.join(out, "big5", "sheets5x20000.xlsx"), d)),
+    ]
+    for name, build in builders:
+        folder = os.path.join(out, name)
+        if os.path.isdir(folder) and os.listdir(folder):
+            continue
+        # Built aside and moved into place, so that a run cut short leaves
+        # no half-built workload to be taken for a whole one.
+        part = folder + ".part"
+        shutil.rmtree(part, ignore_errors=True)
+        shutil.rmtree(folder, ignore_errors=True)
+        os.makedirs(part)
+        build(part)
+        os.rename(part, folder)
     return 0
 
 

@@ -10,8 +10,9 @@
 
 namespace excel {
 
-Workbook::Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name)
-    : app_(app), doc_(std::move(doc)), fullName_(std::move(fullName)), name_(std::move(name))
+Workbook::Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name,
+                   std::shared_ptr<const tb::ByteSource> source)
+    : app_(app), doc_(std::move(doc)), source_(std::move(source)), fullName_(std::move(fullName)), name_(std::move(name))
 {
 }
 

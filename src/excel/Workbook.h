@@ -35,11 +35,14 @@ private:
     friend class Application;
     friend class Workbooks;
     friend class Worksheet;
-    Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name);
+    // `source`: the file's bytes, for a workbook opened from one.
+    Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name,
+             std::shared_ptr<const tb::ByteSource> source = nullptr);
     void requireOpen() const;
 
     Application& app_;
     std::unique_ptr<Document> doc_;
+    std::shared_ptr<const tb::ByteSource> source_;
     std::string fullName_;
     std::string name_;
     bool open_ = true;

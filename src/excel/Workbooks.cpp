@@ -49,7 +49,7 @@ std::shared_ptr<Workbook> Workbooks::Open(const std::string& filename)
 
     auto bytes = tb::fs::MappedFile::open(path);
     auto doc = openDocument(bytes, fullName);
-    auto book = std::shared_ptr<Workbook>(new Workbook(app_, std::move(doc), fullName, path.filename().string()));
+    auto book = std::shared_ptr<Workbook>(new Workbook(app_, std::move(doc), fullName, path.filename().string(), bytes));
     app_.adopt(book);
     app_.notifyOperation("Opened " + fullName);
     return book;

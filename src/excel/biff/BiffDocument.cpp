@@ -95,8 +95,10 @@ private:
 class BiffSource final : public Document {
 public:
     // `streamName`: the Workbook stream's name as the file spells it.
-    BiffSource(std::unique_ptr<cfb::Storage> root, std::string streamName, std::string file)
-        : root_(std::move(root)), streamName_(std::move(streamName)), ctx_{std::move(file), "Workbook"}
+    BiffSource(std::unique_ptr<cfb::Storage> root, std::string streamName, std::string file,
+               std::shared_ptr<const tb::ByteSource> bytes)
+        : bytes_(std::move(bytes)), root_(std::move(root)), streamName_(std::move(streamName)),
+          ctx_{std::move(file), "Workbook"}
     {
         stream_ = openWorkbookStream();
         probe_ = openWorkbookStream();
@@ -136,6 +138,9 @@ public:
             // Read once for every sheet copied from this workbook: the
             // globals' records and the shared strings.
             parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(head_, globals_, ctx_));
+            // The whole string table was read to index it; a copy reads
+            // again only the strings its sheet uses.
+            bytes_->release();
             own_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
             reached_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
@@ -222,6 +227,7 @@ private:
         return false;
     }
 
+    std::shared_ptr<const tb::ByteSource> bytes_;  // the file's, under root_
     std::unique_ptr<cfb::Storage> root_;
     std::string streamName_;
     StreamContext ctx_;
@@ -239,7 +245,7 @@ private:
 
 std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
 {
-    auto root = cfb::openCompoundFile(std::move(bytes), file);
+    auto root = cfb::openCompoundFile(bytes, file);
     if (!findChild(*root, "EncryptedPackage").empty() || !findChild(*root, "EncryptionInfo").empty())
         throw refused(file, "is encrypted (password to open); encrypted workbooks cannot be read. "
                                 "Save it without a password and try again.");
@@ -250,7 +256,7 @@ std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>
                                     "and Office Open XML workbooks can be read.");
         throw refused(file, "is not a workbook: the compound file holds no Workbook stream.");
     }
-    return std::make_unique<BiffSource>(std::move(root), name, file);
+    return std::make_unique<BiffSource>(std::move(root), name, file, std::move(bytes));
 }
 
 }  // namespace excel::biff

@@ -37,6 +37,9 @@ class ByteSource {
 public:
     virtual ~ByteSource() = default;
     virtual std::span<const std::byte> bytes() const = 0;
+    // Lets the bytes read so far leave memory; the view stays valid and
+    // what is touched again is read again. A no-op for bytes held in memory.
+    virtual void release() const {}
 };
 
 class MemorySource final : public ByteSource {

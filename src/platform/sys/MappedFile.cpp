@@ -43,6 +43,14 @@ std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path& 
     return std::shared_ptr<const MappedFile>(new MappedFile(static_cast<const std::byte*>(addr), size));
 }
 
+void MappedFile::release() const
+{
+    // A private read-only mapping never differs from its file, so dropping
+    // its pages loses nothing.
+    if (data_ != nullptr)
+        ::madvise(const_cast<std::byte*>(data_), size_, MADV_DONTNEED);
+}
+
 MappedFile::~MappedFile()
 {
     if (data_ != nullptr)

@@ -18,6 +18,9 @@ public:
     MappedFile& operator=(const MappedFile&) = delete;
 
     std::span<const std::byte> bytes() const override { return {data_, size_}; }
+    // Drops the pages this mapping holds; the file's pages stay in the page
+    // cache, so reading them again costs a minor fault, not a disk read.
+    void release() const override;
 
 private:
     MappedFile(const std::byte* data, std::size_t size) : data_(data), size_(size) {}
