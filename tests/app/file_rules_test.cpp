@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -64,6 +68,39 @@ TEST(AtomicFile, AFailedWriteLeavesTheOldFileAndNoTemporary)
         s.write(b);
     });
     EXPECT_EQ(support::readBytes(target), (std::vector<char>{'n', 'e', 'w'}));
+}
+
+// A process that dies mid-write (no destructor runs) leaves no file of any
+// name where the file system has unnamed files; a write that ends gives the
+// whole file, readable by others as any new file.
+TEST(AtomicFile, AnInterruptedWriteLeavesNothingBehind)
+{
+    support::TempDir dir;
+    const int probe = ::open(dir.path().c_str(), O_TMPFILE | O_WRONLY, 0600);
+    if (probe < 0)
+        GTEST_SKIP() << "this file system has no unnamed files";
+    ::close(probe);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        auto* f = new tb::fs::AtomicFile(dir / "out.xls");
+        const std::byte b[4096] = {};
+        f->write(b);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(fs::is_empty(dir.path()));
+
+    tb::fs::writeFileAtomically(dir / "out.xls", [](tb::ByteSink& s) {
+        const std::byte b[] = {std::byte{'o'}, std::byte{'k'}};
+        s.write(b);
+    });
+    EXPECT_EQ(support::readBytes(dir / "out.xls"), (std::vector<char>{'o', 'k'}));
+    const int plain = ::open((dir / "plain").c_str(), O_WRONLY | O_CREAT, 0644);
+    ASSERT_GE(plain, 0);
+    ::close(plain);
+    EXPECT_EQ(fs::status(dir / "out.xls").permissions(), fs::status(dir / "plain").permissions());
 }
 
 TEST(AtomicFile, AMissingFolderIsPathNotFoundAndCreatesNothing)

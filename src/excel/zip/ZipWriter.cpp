@@ -21,6 +21,12 @@ constexpr std::uint64_t kLimit32 = 0xFFFFFFFFull;
 // Small parts get zlib's default level; above this the fastest level, since a
 // large sheet part dominates the time of a copy and gains little from more.
 constexpr std::size_t kFastAbove = 1u << 20;
+// Up to this size a part gets a deflate state with a smaller hash table
+// (memLevel 4 instead of 8): zlib clears the table for every part, and for
+// the few kilobytes of a workbook or content-types part clearing 64 KiB cost
+// more than compressing, for output no larger.
+constexpr std::size_t kSmallUpTo = 64u << 10;
+constexpr int kSmallMemLevel = 4, kMemLevel = 8;
 
 class Le {
 public:
@@ -57,7 +63,7 @@ ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(
 
 ZipWriter::~ZipWriter()
 {
-    for (z_stream* zs : {fast_, normal_}) {
+    for (z_stream* zs : {fast_, normal_, small_}) {
         if (zs != nullptr) {
             deflateEnd(zs);
             delete zs;
@@ -65,15 +71,17 @@ ZipWriter::~ZipWriter()
     }
 }
 
-z_stream* ZipWriter::deflater(int level)
+z_stream* ZipWriter::deflater(std::size_t size)
 {
-    z_stream*& zs = level == 1 ? fast_ : normal_;
+    const int level = size > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION;
+    const int memLevel = size <= kSmallUpTo ? kSmallMemLevel : kMemLevel;
+    z_stream*& zs = size > kFastAbove ? fast_ : size <= kSmallUpTo ? small_ : normal_;
     if (zs != nullptr) {
         deflateReset(zs);
         return zs;
     }
     zs = new z_stream{};
-    if (deflateInit2(zs, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+    if (deflateInit2(zs, level, Z_DEFLATED, -MAX_WBITS, memLevel, Z_DEFAULT_STRATEGY) != Z_OK) {
         delete zs;
         zs = nullptr;
         throw engineError(file_, "cannot compress: zlib could not start");
@@ -108,7 +116,7 @@ void ZipWriter::add(const std::string& name, std::string_view data)
 {
     if (data.size() >= kLimit32)
         throw engineError(file_, "the part '" + name + "' is too large to be written (4 GiB or more)");
-    z_stream* zs = deflater(data.size() > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION);
+    z_stream* zs = deflater(data.size());
     const uLong bound = deflateBound(zs, static_cast<uLong>(data.size()));
     if (compressed_.size() < bound)
         compressed_.resize(bound);

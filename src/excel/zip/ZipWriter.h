@@ -49,7 +49,8 @@ private:
                    const void* data, std::uint64_t compressedSize);
     void put(const void* data, std::size_t n);
     void flush();
-    z_stream_s* deflater(int level);
+    // The deflate state for a part of `size` bytes, reset.
+    z_stream_s* deflater(std::size_t size);
 
     tb::ByteSink& sink_;
     std::string file_;
@@ -62,6 +63,7 @@ private:
     std::vector<unsigned char> compressed_;
     z_stream_s* fast_ = nullptr;
     z_stream_s* normal_ = nullptr;
+    z_stream_s* small_ = nullptr;
 };
 
 }  // namespace excel::zip

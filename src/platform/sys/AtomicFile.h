@@ -1,8 +1,10 @@
 #pragma once
 // Writes a file so that it appears whole or not at all: the bytes go to a
-// temporary file in the target's own folder, which replaces the target only
-// once everything is written and flushed. A failure at any point removes the
-// temporary file and leaves an existing target as it was.
+// file in the target's own folder that has no name (O_TMPFILE) and gets the
+// target's only once everything is written and flushed; one that replaces a
+// file is named beside it first and renamed over it. A failure at any point,
+// a crash included, leaves no file behind and an existing target as it was.
+// Where the file system has no unnamed files, a named temporary stands in.
 
 #include "ByteSink.h"
 
@@ -32,7 +34,7 @@ private:
     void put(std::span<const std::byte> bytes, std::int64_t offset);
     void discard() noexcept;
     std::filesystem::path target_;
-    std::filesystem::path temp_;
+    std::filesystem::path temp_;  // the file's name until it is renamed; empty while it has none
     int fd_ = -1;
     bool committed_ = false;
 };
