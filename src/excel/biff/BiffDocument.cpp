@@ -3,6 +3,7 @@
 #include "Globals.h"
 #include "RecordTypes.h"
 #include "SheetCopy.h"
+#include "StreamRecords.h"
 #include "Strings.h"
 #include "excel/EngineError.h"
 #include "excel/cfb/CompoundFile.h"
@@ -100,14 +101,16 @@ public:
         : bytes_(std::move(bytes)), root_(std::move(root)), streamName_(std::move(streamName)),
           ctx_{std::move(file), "Workbook"}
     {
-        stream_ = openWorkbookStream();
+        // The start of the stream, gathered as libgsf reads it, only to list
+        // the sheets; a copy reads the globals again, record by record.
+        const auto stream = openWorkbookStream();
         probe_ = openWorkbookStream();
         Bytes head;
-        const std::uint64_t size = stream_->size();
+        const std::uint64_t size = stream->size();
         std::size_t want = kFirstRead;
         for (;;) {
             const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(want, size));
-            head = stream_->view(0, n);
+            head = stream->view(0, n);
             const GlobalsExtent extent = scanGlobals(head);
             if (extent.end || n == size)
                 break;
@@ -116,7 +119,6 @@ public:
             want = std::max(want * 4, extent.firstSheet + 4);
         }
         globals_ = parseGlobals(head, ctx_);
-        head_ = head.first(globals_.end);  // stream_ is not read again
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
             if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(s))
@@ -137,14 +139,18 @@ public:
         if (!parsed_) {
             // Read once for every sheet copied from this workbook: the
             // globals' records and the shared strings.
-            parsed_ = std::make_unique<GlobalRecords>(readGlobalRecords(head_, globals_, ctx_));
+            auto parsed = std::make_unique<GlobalRecords>();
+            const auto stream = openWorkbookStream();
+            StreamRecords records(*stream, globals_.end, parsed->copies, ctx_);
+            readGlobalRecords(records, *parsed, ctx_);
+            parsed_ = std::move(parsed);
             // The whole string table was read to index it; a copy reads
             // again only the strings its sheet uses.
             bytes_->release();
             own_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
             reached_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
-        SheetCopy copy = copySheet(head_, globals_, *parsed_, worksheets_[index], *own_, *reached_, source, ctx_);
+        SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *own_, *reached_, source, ctx_);
 
         cfb::Node root;
         root.storage = true;
@@ -231,11 +237,9 @@ private:
     std::unique_ptr<cfb::Storage> root_;
     std::string streamName_;
     StreamContext ctx_;
-    std::unique_ptr<cfb::Stream> stream_;  // viewed once, for head_
-    std::unique_ptr<cfb::Stream> probe_;   // the first records of each sheet, at open
+    std::unique_ptr<cfb::Stream> probe_;  // the first records of each sheet, at open
     Globals globals_;
-    Bytes head_;  // the globals substream
-    mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into head_
+    mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into the file's bytes and its own copies
     mutable std::unique_ptr<Substreams> own_, reached_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;

@@ -52,15 +52,4 @@ std::vector<std::byte> ContinuedRecord::joined() const
     return out;
 }
 
-ContinuedRecord readContinued(RecordReader& reader)
-{
-    ContinuedRecord c;
-    c.first = reader.next();
-    c.pieces.push_back(c.first.body);
-    while (reader.peekType() == rt::Continue)
-        c.pieces.push_back(reader.next().body);
-    c.end = reader.position();
-    return c;
-}
-
 }  // namespace excel::biff

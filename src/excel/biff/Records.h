@@ -5,6 +5,7 @@
 // its type and offset.
 
 #include "Bytes.h"
+#include "RecordTypes.h"
 #include "excel/EngineError.h"
 #include "platform/sys/Error.h"
 
@@ -71,8 +72,19 @@ struct ContinuedRecord {
     std::vector<std::byte> joined() const;
 };
 
-// Reads the next record with its CONTINUE records.
-ContinuedRecord readContinued(RecordReader& reader);
+// Reads the next record with its CONTINUE records, from a RecordReader or
+// anything else that reads records as it does.
+template <class Reader>
+ContinuedRecord readContinued(Reader& reader)
+{
+    ContinuedRecord c;
+    c.first = reader.next();
+    c.pieces.push_back(c.first.body);
+    while (reader.peekType() == rt::Continue)
+        c.pieces.push_back(reader.next().body);
+    c.end = reader.position();
+    return c;
+}
 
 // "'<file>' is damaged: <stream>, record 0x0085 at offset 1234: <detail>"
 [[noreturn]] void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail);

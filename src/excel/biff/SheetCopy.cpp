@@ -24,17 +24,20 @@ struct Xti {
     std::uint16_t supBook, first, last;
 };
 
-void emitRaw(std::vector<std::byte>& out, Bytes head, const ContinuedRecord& r)
-{
-    append(out, head.subspan(r.first.offset, r.end - r.first.offset));
-}
-
 // Appends one record; `body` must fit one record.
 void emitRecord(std::vector<std::byte>& out, std::uint16_t type, Bytes body)
 {
     push16(out, type);
     push16(out, static_cast<std::uint16_t>(body.size()));
     append(out, body);
+}
+
+// Appends a record as it was read, with its CONTINUE records.
+void emitRaw(std::vector<std::byte>& out, const ContinuedRecord& r)
+{
+    emitRecord(out, r.first.type, r.first.body);
+    for (std::size_t i = 1; i < r.pieces.size(); ++i)
+        emitRecord(out, rt::Continue, r.pieces[i]);
 }
 
 std::u16string nameText(Bytes body)
@@ -130,20 +133,8 @@ Spans formulasOf(const Record& r)
 
 }  // namespace
 
-GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx)
-{
-    GlobalRecords out;
-    RecordReader reader(stream.first(globals.end), 0, ctx);
-    while (!reader.atEnd())
-        out.records.push_back(readContinued(reader));
-    for (const auto& r : out.records)
-        if (r.first.type == rt::Sst)
-            out.strings = parseSst(r, ctx);
-    return out;
-}
-
-SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& parsed, std::size_t sheet,
-                    Substreams& own, Substreams& reached, const CopySource& source, const StreamContext& ctx)
+SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::size_t sheet, Substreams& own,
+                    Substreams& reached, const CopySource& source, const StreamContext& ctx)
 {
     const auto& records = parsed.records;
     const auto& strings = parsed.strings;
@@ -357,7 +348,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
         case rt::BoundSheet8:
             if (sheetNo++ == sheet) {
                 boundSheetAt = out.size();
-                emitRaw(out, head, r);
+                emitRaw(out, r);
                 out[boundSheetAt + 4 + 4] = std::byte(0);  // the copy's only sheet is visible
             }
             break;
@@ -369,7 +360,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
         case rt::Name:
             if (keepName[nameNo]) {
                 const std::size_t at = out.size();
-                emitRaw(out, head, r);
+                emitRaw(out, r);
                 if (u16(f.body, 8) != 0)
                     put16(out, at + 4 + 8, 1);
                 const std::size_t cce = u16(f.body, 4);
@@ -386,12 +377,12 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
             if (f.body.size() >= 16 && readStringNoCch(f.body, at, u16(f.body, 12), n) && droppedNames.count(n) &&
                 !keptNames.count(n))
                 break;
-            emitRaw(out, head, r);
+            emitRaw(out, r);
             break;
         }
         case rt::SupBook: {
             const std::size_t at = out.size();
-            emitRaw(out, head, r);
+            emitRaw(out, r);
             if (f.body.size() >= 4 && u16(f.body, 2) == kSelfSupBook)
                 put16(out, at + 4, 1);
             break;
@@ -448,7 +439,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
         }
         case rt::Window1: {
             const std::size_t at = out.size();
-            emitRaw(out, head, r);
+            emitRaw(out, r);
             if (f.body.size() >= 16) {
                 put16(out, at + 4 + 10, 0);  // itabCur
                 put16(out, at + 4 + 12, 0);  // itabFirst
@@ -471,7 +462,7 @@ SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& par
         case rt::FileSharing:
             break;
         default:
-            emitRaw(out, head, r);
+            emitRaw(out, r);
         }
     }
     if (boundSheetAt == 0)

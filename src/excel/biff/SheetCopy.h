@@ -6,12 +6,14 @@
 // substream is copied record by record with its stream offsets moved.
 
 #include "Globals.h"
+#include "RecordTypes.h"
 #include "Records.h"
 #include "Sst.h"
 #include "Substreams.h"
 #include "excel/Document.h"
 
 #include <cstdint>
+#include <deque>
 #include <set>
 #include <vector>
 
@@ -23,20 +25,31 @@ struct SheetCopy {
 };
 
 // What every copy of one workbook reads alike, read once: the globals
-// substream's records (spans into the stream, which must outlive them) and
-// the shared strings.
+// substream's records and the shared strings. The records are spans into
+// the file's bytes, which must outlive them, or into `copies`.
 struct GlobalRecords {
+    std::deque<std::vector<std::byte>> copies;  // records whose sectors are not contiguous
     std::vector<ContinuedRecord> records;
     SstTable strings;
 };
-GlobalRecords readGlobalRecords(Bytes stream, const Globals& globals, const StreamContext& ctx);
 
-// `head` holds the Workbook stream from its start to the end of the globals
-// at least, `globals` its parsed globals, `records` what readGlobalRecords
-// made of them and `sheet` an index into globals.sheets. The sheet's own
-// substream is read through `own`, those its formulas reach through
-// `reached`: both are read at once.
-SheetCopy copySheet(Bytes head, const Globals& globals, const GlobalRecords& records, std::size_t sheet,
-                    Substreams& own, Substreams& reached, const CopySource& source, const StreamContext& ctx);
+// Reads the globals' records from `reader` (a RecordReader, or
+// StreamRecords whose copies go to `into.copies`) up to its end.
+template <class Reader>
+void readGlobalRecords(Reader& reader, GlobalRecords& into, const StreamContext& ctx)
+{
+    while (!reader.atEnd())
+        into.records.push_back(readContinued(reader));
+    for (const auto& r : into.records)
+        if (r.first.type == rt::Sst)
+            into.strings = parseSst(r, ctx);
+}
+
+// `globals` is the workbook's parsed globals, `records` what
+// readGlobalRecords made of them and `sheet` an index into globals.sheets.
+// The sheet's own substream is read through `own`, those its formulas reach
+// through `reached`: both are read at once.
+SheetCopy copySheet(const Globals& globals, const GlobalRecords& records, std::size_t sheet, Substreams& own,
+                    Substreams& reached, const CopySource& source, const StreamContext& ctx);
 
 }  // namespace excel::biff

@@ -15,6 +15,8 @@ class PieceReader {
 public:
     PieceReader(const ContinuedRecord& rec, const StreamContext& ctx) : rec_(rec), ctx_(ctx) {}
 
+    std::size_t piece() const { return piece_; }
+    std::size_t at() const { return at_; }
     std::size_t leftInPiece() const { return piece_ < rec_.pieces.size() ? rec_.pieces[piece_].size() - at_ : 0; }
     bool nextPiece()
     {
@@ -166,7 +168,7 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
         throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
                                          std::to_string(budget) + " bytes");
     SstTable table;
-    table.base_ = sst.first.body.data();
+    table.pieces_ = sst.pieces;
     table.entries_.reserve(unique);
     for (std::uint32_t i = 0; i < unique; ++i) {
         const std::uint16_t cch = in.word("a string header");
@@ -177,10 +179,11 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
             throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
                                              " bytes of phonetic data");
         bool wide = flags & 0x01, inPlace = true;
-        const Bytes chars = in.chars(cch, wide, table.joined_, inPlace);
-        const std::byte* base = inPlace ? table.base_ : table.joined_.data();
-        table.entries_.push_back({static_cast<std::uint32_t>(chars.empty() ? 0 : chars.data() - base),
-                                  static_cast<std::uint32_t>(table.extra_.size()), ext, cch, runs,
+        const std::size_t piece = in.piece(), at = in.at(), joinedAt = table.joined_.size();
+        in.chars(cch, wide, table.joined_, inPlace);
+        table.entries_.push_back({static_cast<std::uint32_t>(inPlace ? piece : joinedAt),
+                                  static_cast<std::uint32_t>(table.extra_.size()), ext,
+                                  static_cast<std::uint16_t>(inPlace ? at : 0), cch, runs,
                                   static_cast<std::uint8_t>((wide ? SstTable::kWide : 0) |
                                                             (inPlace ? 0 : SstTable::kJoined))});
         in.bytes(4u * runs, table.extra_, "formatting runs");

@@ -24,7 +24,7 @@ struct SstString {
 };
 
 // A parsed table. A string that lies in one record is left where it is, in
-// the stream's bytes; one split across records is joined into a buffer of
+// that record's bytes; one split across records is joined into a buffer of
 // the table's own, as are all runs and phonetic data. Each string is an
 // entry of offsets, so that a table of a million strings is a handful of
 // allocations and its characters are not copied.
@@ -35,9 +35,9 @@ public:
     {
         const Entry& e = entries_[i];
         const bool wide = e.flags & kWide;
-        const std::byte* chars = (e.flags & kJoined) ? joined_.data() : base_;
+        const std::byte* chars = (e.flags & kJoined) ? joined_.data() + e.where : pieces_[e.where].data() + e.at;
         const Bytes extra(extra_.data(), extra_.size());
-        return {Bytes(chars + e.chars, e.cch * (wide ? 2u : 1u)), wide, extra.subspan(e.extra, 4u * e.runs),
+        return {Bytes(chars, e.cch * (wide ? 2u : 1u)), wide, extra.subspan(e.extra, 4u * e.runs),
                 extra.subspan(e.extra + 4u * e.runs, e.cbExt)};
     }
 
@@ -45,18 +45,19 @@ private:
     friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
     static constexpr std::uint8_t kWide = 0x01, kJoined = 0x02;
     struct Entry {
-        std::uint32_t chars, extra, cbExt;
+        std::uint32_t where;  // the piece the characters lie in, or their offset in joined_
+        std::uint32_t extra, cbExt;
+        std::uint16_t at;  // in the piece
         std::uint16_t cch, runs;
         std::uint8_t flags;
     };
-    const std::byte* base_ = nullptr;  // the SST record's body; every piece lies in the same stream bytes
-    std::vector<std::byte> joined_;    // split strings, as UTF-16LE
+    std::vector<Bytes> pieces_;      // of the SST record, which must outlive the table
+    std::vector<std::byte> joined_;  // split strings, as UTF-16LE
     std::vector<std::byte> extra_;
     std::vector<Entry> entries_;
 };
 
-// `sst`'s pieces must lie in one buffer (the stream's bytes), which must
-// outlive the table.
+// The bytes of `sst`'s pieces must outlive the table.
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
 
 // Appends SST (with CONTINUE records as needed) and EXTSST to `stream`,

@@ -128,6 +128,18 @@ public:
         return {reinterpret_cast<const std::byte*>(p), n};
     }
 
+    std::span<const std::byte> lasting(std::uint64_t offset, std::size_t n,
+                                       std::deque<std::vector<std::byte>>& copies) override
+    {
+        const auto v = view(offset, n);
+        const auto file = file_->bytes->bytes();
+        const auto at = reinterpret_cast<std::uintptr_t>(v.data()), start = reinterpret_cast<std::uintptr_t>(file.data());
+        if (v.empty() || (at >= start && at - start <= file.size() - v.size()))
+            return v;  // libgsf answered with the file's own bytes
+        copies.emplace_back(v.begin(), v.end());
+        return copies.back();
+    }
+
 private:
     // Checks the range and goes to its start; false when it is empty.
     bool seek(std::uint64_t offset, std::size_t n)

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -48,6 +49,11 @@ public:
     // sectors follow one another in the file, as most writers lay them out.
     // Valid while the stream lives and until its next read or view.
     virtual std::span<const std::byte> view(std::uint64_t offset, std::size_t n) = 0;
+    // Bytes [offset, offset + n) valid as long as the file is open: in place
+    // where the sectors follow one another, else copied into a new buffer at
+    // the end of `copies`.
+    virtual std::span<const std::byte> lasting(std::uint64_t offset, std::size_t n,
+                                               std::deque<std::vector<std::byte>>& copies) = 0;
 };
 
 // Opens the compound file held in `bytes`, which must outlive every object
