@@ -293,6 +293,53 @@ TEST(BiffCopy, EverySheetOfEverySampleCopiesAndReopens)
     }
 }
 
+// The same compound file with the Workbook stream's sectors laid out in
+// another order: every pair of sectors after the first trades places, so
+// that hardly a record or sheet lies in contiguous sectors. The stream reads
+// the same; only where its bytes lie has changed.
+std::vector<std::byte> scattered(std::vector<std::byte> f)
+{
+    const std::size_t sector = std::size_t{1} << u16(f, 0x1E);
+    auto at = [&](std::uint32_t s) { return (std::size_t{s} + 1) * sector; };
+    std::vector<std::uint32_t> fat;  // FAT sectors, from the header's DIFAT
+    for (std::uint32_t i = 0; i < u32(f, 0x2C) && i < 109; ++i)
+        fat.push_back(u32(f, 0x4C + 4 * i));
+    auto entry = [&](std::uint32_t s) { return at(fat[s / (sector / 4)]) + 4 * (s % (sector / 4)); };
+    std::size_t dir = 0;
+    for (std::size_t e = at(u32(f, 0x30)); e + 128 <= f.size() && dir == 0; e += 128)
+        if (u16(f, e) == u'W' && u16(f, e + 2) == u'o' && u16(f, e + 0x40) == 2 * 9)
+            dir = e;
+    EXPECT_NE(dir, 0u);
+    std::vector<std::uint32_t> chain;
+    for (std::uint32_t s = u32(f, dir + 0x74); s < 0xFFFFFFFA; s = u32(f, entry(s)))
+        chain.push_back(s);
+    EXPECT_GE(chain.size(), 8u) << "the stream must lie in big sectors";
+    std::vector<std::uint32_t> placed = chain;
+    for (std::size_t i = 1; i + 1 < placed.size(); i += 2)
+        std::swap(placed[i], placed[i + 1]);
+    const std::vector<std::byte> before = f;
+    for (std::size_t i = 0; i < chain.size(); ++i) {
+        std::copy_n(before.begin() + static_cast<std::ptrdiff_t>(at(chain[i])), sector,
+                    f.begin() + static_cast<std::ptrdiff_t>(at(placed[i])));
+        excel::biff::put32(f, entry(placed[i]), i + 1 < chain.size() ? placed[i + 1] : 0xFFFFFFFE);
+    }
+    return f;
+}
+
+TEST(BiffCopy, AScatteredWorkbookStreamCopiesAsAContiguousOne)
+{
+    for (const std::string rel : {"xlrd/namesdemo.xls", "xlrd/profiles.xls", "lo/quote_name01.xls"}) {
+        SCOPED_TRACE(rel);
+        const auto bytes = readFile(data(rel));
+        auto whole = open(std::make_shared<tb::MemorySource>(bytes), rel);
+        auto spread = open(std::make_shared<tb::MemorySource>(scattered(bytes)), rel);
+        ASSERT_EQ(spread->worksheetNames(), whole->worksheetNames());
+        for (std::size_t i = 0; i < whole->worksheetNames().size(); ++i)
+            EXPECT_EQ(saved(*spread->copyWorksheet(i, kSource)), saved(*whole->copyWorksheet(i, kSource)))
+                << whole->worksheetNames()[i];
+    }
+}
+
 TEST(BiffCopy, NamesAndCrossSheetReferencesBecomeExternal)
 {
     auto src = openPath("made/crossref.xls");
