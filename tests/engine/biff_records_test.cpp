@@ -7,6 +7,7 @@
 #include "excel/biff/RecordTypes.h"
 #include "excel/biff/Records.h"
 #include "excel/biff/Sst.h"
+#include "excel/biff/UsedStrings.h"
 #include "platform/sys/Error.h"
 
 #include <deque>
@@ -143,6 +144,23 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
         const std::uint16_t recordType = u16(stream, ib - within);
         EXPECT_TRUE(recordType == rt::Sst || recordType == rt::Continue) << b;
     }
+}
+
+// A pruned table numbers the kept strings in their old order, across the
+// 64-string words of the marks and with strings marked twice.
+TEST(BiffSst, KeptStringsAreNumberedInTheirOldOrder)
+{
+    UsedStrings used(200);
+    const std::vector<std::uint32_t> marked{130, 0, 64, 63, 199, 64, 1};
+    for (std::uint32_t i : marked)
+        used.mark(i);
+    used.rank();
+    EXPECT_EQ(used.count(), 6u);
+    std::vector<std::uint32_t> order;
+    used.forEach([&](std::uint32_t i) { order.push_back(i); });
+    EXPECT_EQ(order, (std::vector<std::uint32_t>{0, 1, 63, 64, 130, 199}));
+    for (std::uint32_t n = 0; n < order.size(); ++n)
+        EXPECT_EQ(used.newIndex(order[n]), n) << order[n];
 }
 
 TEST(BiffSst, CountBeyondTheRecordsIsDamageNotAnAllocation)

@@ -5,6 +5,7 @@
 #include "RecordTypes.h"
 #include "Sst.h"
 #include "Strings.h"
+#include "UsedStrings.h"
 #include "excel/EngineError.h"
 
 #include <algorithm>
@@ -251,8 +252,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     if (sheetView.empty())
         throwDamagedAt(ctx, sheetStart, "a sheet entry points past the end of the stream (" +
                                             std::to_string(own.size()) + " bytes)");
-    std::vector<std::uint32_t> newIsst(strings.size(), UINT32_MAX);
-    std::vector<std::uint32_t> used;  // shared strings the sheet uses, in order of first use
+    UsedStrings used(strings.size());
     std::uint32_t labelCount = 0;
     std::size_t sheetStop = 0;
     {
@@ -275,10 +275,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                 if (isst >= strings.size())
                     throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
                                              std::to_string(strings.size()));
-                if (newIsst[isst] == UINT32_MAX) {
-                    newIsst[isst] = 0;
-                    used.push_back(isst);
-                }
+                used.mark(isst);
                 ++labelCount;
                 break;
             }
@@ -291,14 +288,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         sheetStop = reader.position();
     }
     const Bytes sheetBytes = sheetView.first(sheetStop - sheetStart);
-    // Kept strings in their old order; the sheet's own, not the whole table's, are sorted.
-    std::sort(used.begin(), used.end());
+    // Kept strings in their old order.
+    used.rank();
     std::vector<SstString> keptStrings;
-    keptStrings.reserve(used.size());
-    for (const std::uint32_t i : used) {
-        newIsst[i] = static_cast<std::uint32_t>(keptStrings.size());
-        keptStrings.push_back(strings[i]);
-    }
+    keptStrings.reserve(used.count());
+    used.forEach([&](std::uint32_t i) { keptStrings.push_back(strings[i]); });
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
@@ -487,7 +481,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         switch (r.type) {
         case rt::Bof: ++depth; break;
         case rt::Eof: --depth; break;
-        case rt::LabelSst: put32(out, body + 6, newIsst[u32(r.body, 6)]); break;
+        case rt::LabelSst: put32(out, body + 6, used.newIndex(u32(r.body, 6))); break;
         case rt::Window2:
             if (depth == 1 && r.body.size() >= 2)
                 put16(out, body, static_cast<std::uint16_t>(u16(r.body, 0) | 0x0600));  // fSelected, fPaged

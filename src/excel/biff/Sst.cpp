@@ -181,11 +181,15 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
         bool wide = flags & 0x01, inPlace = true;
         const std::size_t piece = in.piece(), at = in.at(), joinedAt = table.joined_.size();
         in.chars(cch, wide, table.joined_, inPlace);
-        table.entries_.push_back({static_cast<std::uint32_t>(inPlace ? piece : joinedAt),
-                                  static_cast<std::uint32_t>(table.extra_.size()), ext,
-                                  static_cast<std::uint16_t>(inPlace ? at : 0), cch, runs,
-                                  static_cast<std::uint8_t>((wide ? SstTable::kWide : 0) |
-                                                            (inPlace ? 0 : SstTable::kJoined))});
+        const std::size_t where = inPlace ? piece : joinedAt;
+        if (where > SstTable::kWhere)
+            throwDamaged(ctx, sst.first, "the shared-string table is too large to index (string " + std::to_string(i) + ")");
+        const bool rich = runs != 0 || ext != 0;
+        table.entries_.push_back({static_cast<std::uint32_t>(where) | (wide ? SstTable::kWide : 0) |
+                                      (inPlace ? 0 : SstTable::kJoined) | (rich ? SstTable::kRich : 0),
+                                  static_cast<std::uint16_t>(inPlace ? at : 0), cch});
+        if (rich)
+            table.rich_.push_back({i, static_cast<std::uint32_t>(table.extra_.size()), ext, runs});
         in.bytes(4u * runs, table.extra_, "formatting runs");
         in.bytes(ext, table.extra_, "phonetic data");
     }

@@ -6,6 +6,7 @@
 
 #include "Records.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,35 +27,46 @@ struct SstString {
 // A parsed table. A string that lies in one record is left where it is, in
 // that record's bytes; one split across records is joined into a buffer of
 // the table's own, as are all runs and phonetic data. Each string is an
-// entry of offsets, so that a table of a million strings is a handful of
-// allocations and its characters are not copied.
+// entry of eight bytes, so that a table of a million strings is a handful
+// of allocations and its characters are not copied; the few strings with
+// formatting runs or phonetic data have a second entry of their own.
 class SstTable {
 public:
     std::size_t size() const { return entries_.size(); }
     SstString operator[](std::size_t i) const
     {
         const Entry& e = entries_[i];
-        const bool wide = e.flags & kWide;
-        const std::byte* chars = (e.flags & kJoined) ? joined_.data() + e.where : pieces_[e.where].data() + e.at;
-        const Bytes extra(extra_.data(), extra_.size());
-        return {Bytes(chars, e.cch * (wide ? 2u : 1u)), wide, extra.subspan(e.extra, 4u * e.runs),
-                extra.subspan(e.extra + 4u * e.runs, e.cbExt)};
+        const bool wide = e.where & kWide;
+        const std::uint32_t where = e.where & kWhere;
+        const std::byte* chars = (e.where & kJoined) ? joined_.data() + where : pieces_[where].data() + e.at;
+        SstString s{Bytes(chars, e.cch * (wide ? 2u : 1u)), wide, {}, {}};
+        if (e.where & kRich) {
+            const auto r = std::lower_bound(rich_.begin(), rich_.end(), i,
+                                            [](const Rich& r, std::size_t i) { return r.index < i; });
+            const Bytes extra(extra_.data(), extra_.size());
+            s.runs = extra.subspan(r->extra, 4u * r->runs);
+            s.ext = extra.subspan(r->extra + 4u * r->runs, r->cbExt);
+        }
+        return s;
     }
 
 private:
     friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
-    static constexpr std::uint8_t kWide = 0x01, kJoined = 0x02;
+    static constexpr std::uint32_t kWide = 1u << 31, kJoined = 1u << 30, kRich = 1u << 29, kWhere = kRich - 1;
     struct Entry {
-        std::uint32_t where;  // the piece the characters lie in, or their offset in joined_
-        std::uint32_t extra, cbExt;
-        std::uint16_t at;  // in the piece
-        std::uint16_t cch, runs;
-        std::uint8_t flags;
+        std::uint32_t where;  // the flags above, then the piece the characters lie in or their offset in joined_
+        std::uint16_t at;     // in the piece
+        std::uint16_t cch;
+    };
+    struct Rich {
+        std::uint32_t index, extra, cbExt;  // extra: where the runs start in extra_, the phonetic data after them
+        std::uint16_t runs;
     };
     std::vector<Bytes> pieces_;      // of the SST record, which must outlive the table
     std::vector<std::byte> joined_;  // split strings, as UTF-16LE
     std::vector<std::byte> extra_;
     std::vector<Entry> entries_;
+    std::vector<Rich> rich_;  // in the order of their strings
 };
 
 // The bytes of `sst`'s pieces must outlive the table.
