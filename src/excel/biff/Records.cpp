@@ -25,18 +25,27 @@ void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::str
     throw damaged(ctx.file, ctx.stream + " stream at offset " + std::to_string(offset), detail);
 }
 
+void throwHeaderCutOff(const StreamContext& ctx, std::size_t offset, std::size_t left)
+{
+    throwDamagedAt(ctx, offset,
+                   "expected a record header of 4 bytes, found " + std::to_string(left) + " (the stream is cut off)");
+}
+
+void throwBodyCutOff(const StreamContext& ctx, const Record& r, std::size_t size, std::size_t left)
+{
+    throwDamaged(ctx, r,
+                 "expected " + std::to_string(size) + " bytes of record data, found " + std::to_string(left) +
+                     " (the stream is cut off)");
+}
+
 void RecordReader::cutOff() const
 {
     if (pos_ > data_.size() || data_.size() - pos_ < 4)
-        throwDamagedAt(ctx_, position(),
-                       "expected a record header of 4 bytes, found " + std::to_string(data_.size() - std::min(pos_, data_.size())) +
-                           " (the stream is cut off)");
+        throwHeaderCutOff(ctx_, position(), data_.size() - std::min(pos_, data_.size()));
     Record r;
     r.type = u16(data_, pos_);
     r.offset = position();
-    throwDamaged(ctx_, r,
-                 "expected " + std::to_string(u16(data_, pos_ + 2)) + " bytes of record data, found " +
-                     std::to_string(data_.size() - pos_ - 4) + " (the stream is cut off)");
+    throwBodyCutOff(ctx_, r, u16(data_, pos_ + 2), data_.size() - pos_ - 4);
 }
 
 std::uint16_t RecordReader::peekType() const

@@ -89,6 +89,11 @@ ContinuedRecord readContinued(Reader& reader)
 // "'<file>' is damaged: <stream>, record 0x0085 at offset 1234: <detail>"
 [[noreturn]] void throwDamaged(const StreamContext& ctx, const Record& r, const std::string& detail);
 [[noreturn]] void throwDamagedAt(const StreamContext& ctx, std::size_t offset, const std::string& detail);
+// A record cut off by the end of the stream, as every record reader says it:
+// `left` bytes remain at `offset`, where a header of 4 needs to be; or the
+// record `r` (type and offset set) needs `size` bytes and `left` remain.
+[[noreturn]] void throwHeaderCutOff(const StreamContext& ctx, std::size_t offset, std::size_t left);
+[[noreturn]] void throwBodyCutOff(const StreamContext& ctx, const Record& r, std::size_t size, std::size_t left);
 std::string hex4(std::uint16_t v);
 
 }  // namespace excel::biff

@@ -5,18 +5,14 @@ namespace excel::biff {
 Record StreamRecords::next()
 {
     if (pos_ > end_ || end_ - pos_ < 4)
-        throwDamagedAt(ctx_, pos_,
-                       "expected a record header of 4 bytes, found " + std::to_string(end_ - std::min(pos_, end_)) +
-                           " (the stream is cut off)");
+        throwHeaderCutOff(ctx_, pos_, end_ - std::min(pos_, end_));
     const Bytes header = stream_.view(pos_, 4);
     Record r;
     r.type = u16(header, 0);
     r.offset = pos_;
     const std::size_t size = u16(header, 2);
     if (end_ - pos_ - 4 < size)
-        throwDamaged(ctx_, r,
-                     "expected " + std::to_string(size) + " bytes of record data, found " +
-                         std::to_string(end_ - pos_ - 4) + " (the stream is cut off)");
+        throwBodyCutOff(ctx_, r, size, end_ - pos_ - 4);
     if (size > 0)
         r.body = stream_.lasting(pos_ + 4, size, copies_);
     pos_ += 4 + size;

@@ -26,12 +26,15 @@ mode_t fileMode()
     return mode;
 }
 
+std::filesystem::path folderOf(const std::filesystem::path& target)
+{
+    const std::filesystem::path folder = target.parent_path();
+    return folder.empty() ? "." : folder;
+}
+
 std::string hiddenPrefix(const std::filesystem::path& target)
 {
-    std::filesystem::path folder = target.parent_path();
-    if (folder.empty())
-        folder = ".";
-    return (folder / ("." + target.filename().string().substr(0, 200) + ".tmp-")).string();
+    return (folderOf(target) / ("." + target.filename().string().substr(0, 200) + ".tmp-")).string();
 }
 
 // Gives the open unnamed file `fd` the name `name`; false with errno set
@@ -51,9 +54,7 @@ bool linkUnnamed(int fd, const std::filesystem::path& name)
 
 AtomicFile::AtomicFile(std::filesystem::path target) : target_(std::move(target))
 {
-    std::filesystem::path folder = target_.parent_path();
-    if (folder.empty())
-        folder = ".";
+    const std::filesystem::path folder = folderOf(target_);
     struct stat st {};
     if (::stat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
         throw Error(err::PathNotFound,
