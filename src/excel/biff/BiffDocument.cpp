@@ -15,7 +15,6 @@ namespace excel::biff {
 
 namespace {
 
-constexpr std::size_t kFirstRead = 64 * 1024;
 constexpr std::uint16_t kDialogBit = 0x0010;  // WsBool.fDialog
 constexpr int kHeaderScan = 64;               // records looked at before a sheet's WSBOOL
 
@@ -101,24 +100,16 @@ public:
         : bytes_(std::move(bytes)), root_(std::move(root)), streamName_(std::move(streamName)),
           ctx_{std::move(file), "Workbook"}
     {
-        // The start of the stream, gathered as libgsf reads it, only to list
-        // the sheets; a copy reads the globals again, record by record.
-        const auto stream = openWorkbookStream();
-        probe_ = openWorkbookStream();
-        Bytes head;
-        const std::uint64_t size = stream->size();
-        std::size_t want = kFirstRead;
-        for (;;) {
-            const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(want, size));
-            head = stream->view(0, n);
-            const GlobalsExtent extent = scanGlobals(head);
-            if (extent.end || n == size)
-                break;
-            // The sheets' substreams follow the globals, so the first sheet's
-            // position is where to look next; a wrong one only costs rounds.
-            want = std::max(want * 4, extent.firstSheet + 4);
+        // Listing reads the globals record by record, each where it lies in
+        // the file, and stops at their EOF: the shared strings' bodies are
+        // passed over, not gathered.
+        {
+            const auto stream = openWorkbookStream();
+            std::deque<std::vector<std::byte>> copies;
+            StreamRecords records(*stream, static_cast<std::size_t>(stream->size()), copies, ctx_);
+            globals_ = readGlobals(records, ctx_);
         }
-        globals_ = parseGlobals(head, ctx_);
+        probe_ = openWorkbookStream();
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
             if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(s))

@@ -12,7 +12,9 @@ constexpr std::uint16_t kBiff8 = 0x0600;
 constexpr std::uint16_t kBiff5 = 0x0500;
 constexpr std::uint16_t kDtGlobals = 0x0005;
 
-void checkBof(const Record& r, const StreamContext& ctx)
+}  // namespace
+
+void checkGlobalsBof(const Record& r, const StreamContext& ctx)
 {
     const std::string older = " workbook; only Excel 97-2003 workbooks (BIFF8) and Office Open XML workbooks can be read.";
     switch (r.type) {
@@ -33,63 +35,26 @@ void checkBof(const Record& r, const StreamContext& ctx)
         throwDamaged(ctx, r, "expected the workbook globals (BOF type 0x0005), found type " + hex4(u16(r.body, 2)));
 }
 
-}  // namespace
-
-GlobalsExtent scanGlobals(Bytes head)
+bool takeGlobalsRecord(Globals& g, const Record& r, const StreamContext& ctx)
 {
-    GlobalsExtent x;
-    std::size_t pos = 0;
-    bool first = true;
-    while (head.size() >= pos + 4) {
-        const std::uint16_t type = u16(head, pos), size = u16(head, pos + 2);
-        const std::size_t next = pos + 4 + size;
-        if (first && type != rt::Bof) {
-            x.end = next;  // not BIFF8: parseGlobals says what it is
-            return x;
-        }
-        first = false;
-        if (type == rt::Eof || type == rt::FilePass) {
-            if (next <= head.size())
-                x.end = next;
-            return x;
-        }
-        if (type == rt::BoundSheet8 && size >= 4 && next <= head.size() &&
-            (x.firstSheet == 0 || u32(head, pos + 4) < x.firstSheet))
-            x.firstSheet = u32(head, pos + 4);
-        pos = next;
-    }
-    return x;
-}
-
-Globals parseGlobals(Bytes stream, const StreamContext& ctx)
-{
-    Globals g;
-    RecordReader reader(stream, 0, ctx);
-    checkBof(reader.next(), ctx);
-    for (;;) {
-        if (reader.atEnd())
-            throwDamagedAt(ctx, reader.position(), "the workbook globals end without an EOF record");
-        const Record r = reader.next();
-        if (r.type == rt::FilePass)
-            throw refused(ctx.file, "is encrypted (password to open); encrypted workbooks cannot be read. "
-                                               "Save it without a password and try again.");
-        if (r.type == rt::Eof)
-            break;
-        if (r.type != rt::BoundSheet8)
-            continue;
-        if (r.body.size() < 8)
-            throwDamaged(ctx, r, "a sheet entry needs at least 8 bytes, found " + std::to_string(r.body.size()));
-        SheetEntry s;
-        s.position = u32(r.body, 0);
-        s.state = u8(r.body, 4) & 0x03;
-        s.type = u8(r.body, 5);
-        std::size_t at = 7;
-        if (!readStringNoCch(r.body, at, u8(r.body, 6), s.name))
-            throwDamaged(ctx, r, "the sheet name runs past the end of the record");
-        g.sheets.push_back(std::move(s));
-    }
-    g.end = reader.position();
-    return g;
+    if (r.type == rt::FilePass)
+        throw refused(ctx.file, "is encrypted (password to open); encrypted workbooks cannot be read. "
+                                "Save it without a password and try again.");
+    if (r.type == rt::Eof)
+        return false;
+    if (r.type != rt::BoundSheet8)
+        return true;
+    if (r.body.size() < 8)
+        throwDamaged(ctx, r, "a sheet entry needs at least 8 bytes, found " + std::to_string(r.body.size()));
+    SheetEntry s;
+    s.position = u32(r.body, 0);
+    s.state = u8(r.body, 4) & 0x03;
+    s.type = u8(r.body, 5);
+    std::size_t at = 7;
+    if (!readStringNoCch(r.body, at, u8(r.body, 6), s.name))
+        throwDamaged(ctx, r, "the sheet name runs past the end of the record");
+    g.sheets.push_back(std::move(s));
+    return true;
 }
 
 }  // namespace excel::biff

@@ -6,7 +6,6 @@
 #include "Records.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,17 +25,36 @@ struct Globals {
     std::vector<SheetEntry> sheets;  // every BOUNDSHEET8, in order
 };
 
-// What the start of a stream tells of its globals, to read no more of the
-// stream than listing needs.
-struct GlobalsExtent {
-    std::optional<std::size_t> end;  // after the EOF, or nothing when `head` ends before it
-    std::size_t firstSheet = 0;      // smallest sheet position seen, or 0: where to read up to next
-};
-GlobalsExtent scanGlobals(Bytes head);
+// Checks the first record: a BIFF8 workbook globals BOF. Older versions and
+// anything else are refused with an error naming the file.
+void checkGlobalsBof(const Record& r, const StreamContext& ctx);
 
-// Checks the BOF (BIFF8 workbook globals; older versions and anything else
-// refused with an error naming the file), refuses encrypted workbooks and
-// collects the sheet entries. `stream` holds at least the globals.
-Globals parseGlobals(Bytes stream, const StreamContext& ctx);
+// Takes in one record after the BOF: a sheet entry is added, an encrypted
+// workbook refused. False at the globals' EOF.
+bool takeGlobalsRecord(Globals& g, const Record& r, const StreamContext& ctx);
+
+// Reads the globals from `reader` (a RecordReader, or StreamRecords, which
+// reads a record where it lies) up to their EOF, and no further.
+template <class Reader>
+Globals readGlobals(Reader& reader, const StreamContext& ctx)
+{
+    Globals g;
+    checkGlobalsBof(reader.next(), ctx);
+    for (;;) {
+        if (reader.atEnd())
+            throwDamagedAt(ctx, reader.position(), "the workbook globals end without an EOF record");
+        if (!takeGlobalsRecord(g, reader.next(), ctx))
+            break;
+    }
+    g.end = reader.position();
+    return g;
+}
+
+// The same over a stream held whole.
+inline Globals parseGlobals(Bytes stream, const StreamContext& ctx)
+{
+    RecordReader reader(stream, 0, ctx);
+    return readGlobals(reader, ctx);
+}
 
 }  // namespace excel::biff

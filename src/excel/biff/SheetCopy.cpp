@@ -292,7 +292,12 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     used.rank();
     std::vector<SstString> keptStrings;
     keptStrings.reserve(used.count());
-    used.forEach([&](std::uint32_t i) { keptStrings.push_back(strings[i]); });
+    std::size_t keptBytes = 0;
+    used.forEach([&](std::uint32_t i) {
+        keptStrings.push_back(strings[i]);
+        const SstString& k = keptStrings.back();
+        keptBytes += 7 + k.chars.size() + k.runs.size() + k.ext.size();
+    });
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
@@ -333,7 +338,17 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
 
     SheetCopy result;
     std::vector<std::byte>& out = result.stream;
-    out.reserve(globals.end + sheetBytes.size());
+    // The copy's stream is the globals with the pruned table in place of
+    // the source's, then the sheet: reserved so that it is never moved, and
+    // without the whole source table, which would tie memory to the
+    // workbook's other sheets.
+    std::size_t sourceTable = 0;
+    for (const auto& r : records)
+        if (r.first.type == rt::Sst || r.first.type == rt::ExtSst)
+            for (const Bytes& piece : r.pieces)
+                sourceTable += 4 + piece.size();
+    const std::size_t keptTable = 16 + keptBytes + 4 * (keptBytes / 8000 + 1) + 8 * 130;
+    out.reserve(globals.end - std::min(sourceTable, globals.end) + keptTable + sheetBytes.size());
     std::size_t boundSheetAt = 0;
     std::size_t sheetNo = 0, nameNo = 0;
     for (const auto& r : records) {
