@@ -4,12 +4,14 @@
 
 #include "app/MainProc.h"
 #include "platform/qt/PlatformFactory.h"
+#include "platform/sys/MemoryReuse.h"
 #include "ui/MainFormHost.h"
 
 #include <QApplication>
 
 int main(int argc, char** argv)
 {
+    tb::keepFreedMemory();
     QApplication qapp(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tamberlin"));
     QApplication::setQuitOnLastWindowClosed(false);  // Main decides when the program ends

@@ -5,6 +5,7 @@
 
 #include "CommandLine.h"
 #include "SplitRun.h"
+#include "platform/sys/MemoryReuse.h"
 
 #include <cstdio>
 
@@ -20,5 +21,6 @@ int main(int argc, char** argv)
         std::fputs(cli::usage().c_str(), stdout);
         return 0;
     }
+    tb::keepFreedMemory();
     return cli::run(options);
 }

@@ -4,6 +4,7 @@
 #include "Workbook.h"
 #include "platform/sys/Error.h"
 #include "platform/sys/MappedFile.h"
+#include "platform/sys/MemoryReuse.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -64,6 +65,7 @@ void Workbooks::Close()
         auto book = app_.ActiveWorkbook();
         book->Close(false);
     }
+    tb::giveBackFreedMemory();
 }
 
 }  // namespace excel
