@@ -141,3 +141,45 @@ TEST(OoxmlOpen, CorruptedBytesNeverCrashOpenCopyOrSave)
     }
     EXPECT_GT(opened, 0);
 }
+
+TEST(OoxmlOpen, DamagedPartDataIsFoundWhenThePartIsRead)
+{
+    // The directory is whole, so the package lists; the second sheet's data
+    // is not, and copying that sheet must say so and name the part.
+    const std::string part = "xl/worksheets/sheet2.xml";
+    const auto good = zipOf(minimalWorkbook("<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/"
+                                            "main\"><sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row>"
+                                            "</sheetData></worksheet>"));
+    const std::string text(reinterpret_cast<const char*>(good.data()), good.size());
+    const std::size_t local = text.find(part) - 30, central = text.rfind(part) - 46;
+    ASSERT_LT(local, central);
+    auto damaged = [&](auto change) {
+        auto bytes = good;
+        change(bytes);
+        auto doc = excel::openDocument(source(std::move(bytes)), "bad.xlsx");
+        EXPECT_EQ(doc->worksheetNames().size(), 2u);
+        try {
+            doc->copyWorksheet(1, {"/in/bad.xlsx", "bad.xlsx"});
+        } catch (const tb::Error& e) {
+            EXPECT_EQ(e.number(), 1004);
+            EXPECT_NE(e.description().find("bad.xlsx"), std::string::npos) << e.description();
+            EXPECT_NE(e.description().find(part), std::string::npos) << e.description();
+            return e.description();
+        }
+        return std::string("copied");
+    };
+    // A checksum that does not match the data (in both headers, as a writer
+    // that got it wrong would leave it).
+    EXPECT_NE(damaged([&](std::vector<std::byte>& b) {
+                  b[local + 14] ^= std::byte{0xFF};
+                  b[central + 16] ^= std::byte{0xFF};
+              }).find("CRC"),
+              std::string::npos);
+    // Data that is not a deflate stream: the first block is of the reserved type.
+    const std::size_t data = local + 30 + part.size();
+    EXPECT_NE(damaged([&](std::vector<std::byte>& b) { b[data] = std::byte{0x07}; }).find("damaged"),
+              std::string::npos);
+    // The first sheet is whole and still copies.
+    auto doc = excel::openDocument(source(good), "good.xlsx");
+    EXPECT_NO_THROW(doc->copyWorksheet(1, {"/in/good.xlsx", "good.xlsx"}));
+}

@@ -2,6 +2,7 @@
 
 #include "ZipError.h"
 
+#include <libdeflate.h>
 #include <zip.h>
 
 #include <algorithm>
@@ -113,6 +114,7 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
 ZipReader::~ZipReader() = default;
 
 void ZipReader::Discard::operator()(::zip* z) const { zip_discard(z); }
+void ZipReader::Discard::operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
 
 const Entry* ZipReader::find(const std::string& name) const
 {
@@ -141,6 +143,8 @@ std::string ZipReader::read(const Entry& e) const
         throw zipDamaged(file_, e.name, "the entry would inflate " + std::to_string(e.compressedSize) + " bytes to " +
                                             std::to_string(e.size) + ", more than " + std::to_string(kMaxRatio) +
                                             " times (a zip bomb)");
+    if (e.method == ZIP_CM_DEFLATE)
+        return inflate(e);
     std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, 0));
     if (!f)
         throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));
@@ -167,6 +171,34 @@ std::string ZipReader::read(const Entry& e) const
     }
     if (got != e.size)
         throw zipDamaged(file_, e.name, "expected " + std::to_string(e.size) + " bytes, found " + std::to_string(got));
+    return out;
+}
+
+std::string ZipReader::inflate(const Entry& e) const
+{
+    const RawEntry raw = readRaw(e);
+    std::string out;
+    try {
+        out.resize(static_cast<std::size_t>(e.size));
+    } catch (const std::bad_alloc&) {
+        throw zipDamaged(file_, e.name, "not enough memory for " + std::to_string(e.size) + " bytes");
+    }
+    if (!inflater_)
+        inflater_.reset(libdeflate_alloc_decompressor());
+    if (!inflater_)
+        throw zipDamaged(file_, e.name, "not enough memory to inflate it");
+    std::size_t used = 0, produced = 0;
+    switch (libdeflate_deflate_decompress_ex(inflater_.get(), raw.data.data(), raw.data.size(), out.data(),
+                                             out.size(), &used, &produced)) {
+    case LIBDEFLATE_SUCCESS: break;
+    case LIBDEFLATE_INSUFFICIENT_SPACE:
+        throw zipDamaged(file_, e.name, "more data than the directory says (" + std::to_string(e.size) + " bytes)");
+    default: throw zipDamaged(file_, e.name, "the compressed data is damaged (not a valid deflate stream)");
+    }
+    if (produced != e.size)
+        throw zipDamaged(file_, e.name, "expected " + std::to_string(e.size) + " bytes, found " + std::to_string(produced));
+    if (libdeflate_crc32(0, out.data(), out.size()) != e.crc)
+        throw zipDamaged(file_, e.name, "CRC error: the inflated data does not match the checksum stored with it");
     return out;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 // Reads a zip archive held in memory (a mapped file or a buffer) through
 // libzip. Opening reads only the central directory; an entry is inflated when
-// asked for, so that listing a large package touches little of it.
+// asked for, so that listing a large package touches little of it. A deflated
+// entry is inflated whole by libdeflate, since its size is known beforehand.
 
 #include "platform/sys/ByteSink.h"
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 struct zip;
+struct libdeflate_decompressor;
 
 namespace excel::zip {
 
@@ -58,10 +60,14 @@ public:
 private:
     std::shared_ptr<const tb::ByteSource> bytes_;
     std::string file_;
+    std::string inflate(const Entry& e) const;
+
     struct Discard {
         void operator()(::zip* z) const;
+        void operator()(libdeflate_decompressor* d) const;
     };
     std::unique_ptr<::zip, Discard> archive_;  // discarded even when the constructor throws
+    mutable std::unique_ptr<libdeflate_decompressor, Discard> inflater_;
     std::vector<Entry> entries_;
     std::unordered_map<std::string, std::size_t> byName_;
     std::unordered_map<std::string, std::size_t> byFoldedName_;

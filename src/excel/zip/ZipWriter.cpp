@@ -2,7 +2,7 @@
 
 #include "excel/EngineError.h"
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 #include <array>
 #include <cstring>
@@ -18,15 +18,11 @@ constexpr std::uint16_t kDosDate1980 = (0 << 9) | (1 << 5) | 1;  // 1980-01-01
 constexpr std::uint16_t kFlagUtf8 = 1 << 11;
 constexpr std::uint64_t kLimit32 = 0xFFFFFFFFull;
 
-// Small parts get zlib's default level; above this the fastest level, since a
-// large sheet part dominates the time of a copy and gains little from more.
+// Parts are compressed whole, as they are held, by libdeflate: at its
+// default level, and above this size at its fastest, since a large sheet
+// part dominates the time of a copy and gains little from more.
 constexpr std::size_t kFastAbove = 1u << 20;
-// Up to this size a part gets a deflate state with a smaller hash table
-// (memLevel 4 instead of 8): zlib clears the table for every part, and for
-// the few kilobytes of a workbook or content-types part clearing 64 KiB cost
-// more than compressing, for output no larger.
-constexpr std::size_t kSmallUpTo = 64u << 10;
-constexpr int kSmallMemLevel = 4, kMemLevel = 8;
+constexpr int kFastLevel = 1, kNormalLevel = 6;
 
 class Le {
 public:
@@ -63,30 +59,19 @@ ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(
 
 ZipWriter::~ZipWriter()
 {
-    for (z_stream* zs : {fast_, normal_, small_}) {
-        if (zs != nullptr) {
-            deflateEnd(zs);
-            delete zs;
-        }
-    }
+    libdeflate_free_compressor(fast_);
+    libdeflate_free_compressor(normal_);
 }
 
-z_stream* ZipWriter::deflater(std::size_t size)
+libdeflate_compressor* ZipWriter::compressor(std::size_t size)
 {
-    const int level = size > kFastAbove ? 1 : Z_DEFAULT_COMPRESSION;
-    const int memLevel = size <= kSmallUpTo ? kSmallMemLevel : kMemLevel;
-    z_stream*& zs = size > kFastAbove ? fast_ : size <= kSmallUpTo ? small_ : normal_;
-    if (zs != nullptr) {
-        deflateReset(zs);
-        return zs;
-    }
-    zs = new z_stream{};
-    if (deflateInit2(zs, level, Z_DEFLATED, -MAX_WBITS, memLevel, Z_DEFAULT_STRATEGY) != Z_OK) {
-        delete zs;
-        zs = nullptr;
-        throw engineError(file_, "cannot compress: zlib could not start");
-    }
-    return zs;
+    const bool fast = size > kFastAbove;
+    libdeflate_compressor*& c = fast ? fast_ : normal_;
+    if (c == nullptr)
+        c = libdeflate_alloc_compressor(fast ? kFastLevel : kNormalLevel);
+    if (c == nullptr)
+        throw engineError(file_, "cannot compress: not enough memory for the compressor");
+    return c;
 }
 
 void ZipWriter::flush()
@@ -116,19 +101,14 @@ void ZipWriter::add(const std::string& name, std::string_view data)
 {
     if (data.size() >= kLimit32)
         throw engineError(file_, "the part '" + name + "' is too large to be written (4 GiB or more)");
-    z_stream* zs = deflater(data.size());
-    const uLong bound = deflateBound(zs, static_cast<uLong>(data.size()));
+    libdeflate_compressor* c = compressor(data.size());
+    const std::size_t bound = libdeflate_deflate_compress_bound(c, data.size());
     if (compressed_.size() < bound)
         compressed_.resize(bound);
-    zs->next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    zs->avail_in = static_cast<uInt>(data.size());
-    zs->next_out = compressed_.data();
-    zs->avail_out = static_cast<uInt>(std::min<uLong>(bound, kLimit32));
-    const int rc = deflate(zs, Z_FINISH);
-    const std::size_t produced = zs->total_out;
-    if (rc != Z_STREAM_END)
+    const std::size_t produced = libdeflate_deflate_compress(c, data.data(), data.size(), compressed_.data(), bound);
+    if (produced == 0)
         throw engineError(file_, "cannot compress the part '" + name + "'");
-    const auto crc = static_cast<std::uint32_t>(crc32_z(0L, reinterpret_cast<const Bytef*>(data.data()), data.size()));
+    const std::uint32_t crc = libdeflate_crc32(0, data.data(), data.size());
     addStored(name, 8, crc, data.size(), compressed_.data(), produced);
 }
 

@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-struct z_stream_s;
+struct libdeflate_compressor;
 
 namespace excel::zip {
 
@@ -49,8 +49,8 @@ private:
                    const void* data, std::uint64_t compressedSize);
     void put(const void* data, std::size_t n);
     void flush();
-    // The deflate state for a part of `size` bytes, reset.
-    z_stream_s* deflater(std::size_t size);
+    // The compressor for a part of `size` bytes.
+    libdeflate_compressor* compressor(std::size_t size);
 
     tb::ByteSink& sink_;
     std::string file_;
@@ -58,12 +58,11 @@ private:
     std::vector<Central> central_;
     bool finished_ = false;
     // Small writes are gathered so that a file gets few large writes; the
-    // deflate states and their output buffer are kept from part to part.
+    // compressors and their output buffer are kept from part to part.
     std::vector<std::byte> buffer_;
     std::vector<unsigned char> compressed_;
-    z_stream_s* fast_ = nullptr;
-    z_stream_s* normal_ = nullptr;
-    z_stream_s* small_ = nullptr;
+    libdeflate_compressor* fast_ = nullptr;
+    libdeflate_compressor* normal_ = nullptr;
 };
 
 }  // namespace excel::zip
