@@ -102,17 +102,18 @@ public:
     {
         // Listing reads the globals record by record, each where it lies in
         // the file, and stops at their EOF: the shared strings' bodies are
-        // passed over, not gathered.
+        // passed over, not gathered. Then the first records of each sheet.
+        // The handle goes once the sheets are listed: libgsf keeps a list of
+        // every sector of the stream for each.
+        const auto stream = openWorkbookStream();
         {
-            const auto stream = openWorkbookStream();
             std::deque<std::vector<std::byte>> copies;
             StreamRecords records(*stream, static_cast<std::size_t>(stream->size()), copies, ctx_);
             globals_ = readGlobals(records, ctx_);
         }
-        probe_ = openWorkbookStream();
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
-            if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(s))
+            if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(*stream, s))
                 continue;
             worksheets_.push_back(i);
             names_.push_back(toUtf8(s.name));
@@ -203,18 +204,18 @@ private:
 
     // Dialog sheets share the worksheet type in BOUNDSHEET8; their WSBOOL
     // record, among the first of the sheet, tells them apart.
-    bool isDialogSheet(const SheetEntry& s) const
+    static bool isDialogSheet(cfb::Stream& probe, const SheetEntry& s)
     {
         std::uint64_t pos = s.position;
-        const std::uint64_t size = probe_->size();
+        const std::uint64_t size = probe.size();
         std::vector<std::byte> h;
         for (int i = 0; i < kHeaderScan && pos + 4 <= size; ++i) {
             h.clear();
-            probe_->read(pos, 4, h);
+            probe.read(pos, 4, h);
             const std::uint16_t type = u16(h, 0), len = u16(h, 2);
             if (type == rt::WsBool && len >= 2 && pos + 4 + len <= size) {
                 h.clear();
-                probe_->read(pos + 4, 2, h);
+                probe.read(pos + 4, 2, h);
                 return u16(h, 0) & kDialogBit;
             }
             if (i > 0 && (type == rt::Bof || type == rt::Eof))
@@ -228,7 +229,6 @@ private:
     std::unique_ptr<cfb::Storage> root_;
     std::string streamName_;
     StreamContext ctx_;
-    std::unique_ptr<cfb::Stream> probe_;  // the first records of each sheet, at open
     Globals globals_;
     mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into the file's bytes and its own copies
     mutable std::unique_ptr<Substreams> own_, reached_;
