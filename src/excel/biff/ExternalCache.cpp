@@ -15,21 +15,55 @@ constexpr std::size_t kMaxRecordData = 8224;
 constexpr std::size_t kMaxCrnPerXct = 0x7FFF;
 constexpr std::size_t kLargestValue = 1 + 3 + 2 * 255;  // a string of 255 UTF-16 units
 
-// One cached value: a number, a text, a boolean or an error code.
-struct Value {
-    enum Kind : std::uint8_t { Number = 0x01, Text = 0x02, Boolean = 0x04, Error = 0x10 } kind = Number;
-    double number = 0;
-    std::u16string text;
-    std::uint8_t code = 0;  // the boolean or the error
-    Value(double d) : number(d) {}
-    Value(std::u16string s) : kind(Text), text(std::move(s)) {}
-    Value(Kind k, std::uint8_t c) : kind(k), code(c) {}
-};
+// The cached values of one sheet's reached cells. A cell is a small plain
+// record, its text (kept to 255 units, as Excel keeps cached external text)
+// in one buffer for them all: a sheet can give tens of thousands of cells.
+enum Kind : std::uint8_t { Number = 0x01, Text = 0x02, Boolean = 0x04, Error = 0x10 };
+constexpr std::size_t kMaxText = 255;
 
 struct Cell {
-    std::uint16_t row;
-    std::uint8_t col;
-    Value value;
+    double number = 0;
+    std::uint32_t textAt = 0;  // into Values::texts
+    std::uint16_t row = 0;
+    std::uint8_t col = 0;
+    Kind kind = Number;
+    std::uint8_t code = 0;  // the boolean or the error
+    std::uint8_t textSize = 0;
+};
+
+struct Values {
+    std::vector<Cell> cells;
+    std::u16string texts;
+
+    void number(std::uint16_t row, std::size_t col, double d)
+    {
+        Cell& c = cells.emplace_back();
+        c.row = row, c.col = static_cast<std::uint8_t>(col), c.number = d;
+    }
+    void code(std::uint16_t row, std::size_t col, Kind k, std::uint8_t v)
+    {
+        Cell& c = cells.emplace_back();
+        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = k, c.code = v;
+    }
+    // A text as stored: a byte a character, or two (UTF-16LE) when `wide`.
+    void text(std::uint16_t row, std::size_t col, Bytes chars, bool wide)
+    {
+        const std::size_t n = std::min(wide ? chars.size() / 2 : chars.size(), kMaxText);
+        Cell& c = cells.emplace_back();
+        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = Text;
+        c.textAt = static_cast<std::uint32_t>(texts.size());
+        c.textSize = static_cast<std::uint8_t>(n);
+        for (std::size_t i = 0; i < n; ++i)
+            texts.push_back(wide ? static_cast<char16_t>(u16(chars, 2 * i)) : static_cast<char16_t>(u8(chars, i)));
+    }
+    void text(std::uint16_t row, std::size_t col, const std::u16string& t)
+    {
+        Cell& c = cells.emplace_back();
+        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = Text;
+        c.textAt = static_cast<std::uint32_t>(texts.size());
+        c.textSize = static_cast<std::uint8_t>(std::min(t.size(), kMaxText));
+        texts.append(t, 0, c.textSize);
+    }
 };
 
 // An RK number [MS-XLS 2.5.218].
@@ -92,10 +126,10 @@ private:
 
 // The values of one sheet's cells that lie in a marked area; `sheet` holds
 // the stream from `start` on.
-std::vector<Cell> sheetValues(Bytes sheet, std::size_t start, const SstTable& strings,
+Values sheetValues(Bytes sheet, std::size_t start, const SstTable& strings,
                               const Marks& in, const StreamContext& ctx)
 {
-    std::vector<Cell> cells;
+    Values v;
     RecordReader reader(sheet, start, ctx, start);
     int depth = 0;
     while (!reader.atEnd()) {
@@ -116,39 +150,40 @@ std::vector<Cell> sheetValues(Bytes sheet, std::size_t start, const SstTable& st
         switch (r.type) {
         case rt::Number:
             if (b.size() >= 14 && in(row, col))
-                cells.push_back({row, static_cast<std::uint8_t>(col), number(b, 6)});
+                v.number(row, col, number(b, 6));
             break;
         case rt::Rk:
             if (b.size() >= 10 && in(row, col))
-                cells.push_back({row, static_cast<std::uint8_t>(col), rkValue(u32(b, 6))});
+                v.number(row, col, rkValue(u32(b, 6)));
             break;
         case rt::MulRk:
             for (std::size_t c = col, at = 4; at + 6 <= b.size() - 2; ++c, at += 6)
                 if (in(row, c))
-                    cells.push_back({row, static_cast<std::uint8_t>(c), rkValue(u32(b, at + 2))});
+                    v.number(row, c, rkValue(u32(b, at + 2)));
             break;
         case rt::LabelSst:
-            if (b.size() >= 10 && in(row, col) && u32(b, 6) < strings.size())
-                cells.push_back({row, static_cast<std::uint8_t>(col), strings[u32(b, 6)].text()});
+            if (b.size() >= 10 && in(row, col) && u32(b, 6) < strings.size()) {
+                const SstString str = strings[u32(b, 6)];
+                v.text(row, col, str.chars, str.wide);
+            }
             break;
         case rt::Label: {
             std::u16string s;
             std::size_t at = 8;
             if (b.size() >= 9 && in(row, col) && readStringNoCch(b, at, u16(b, 6), s))
-                cells.push_back({row, static_cast<std::uint8_t>(col), s});
+                v.text(row, col, s);
             break;
         }
         case rt::BoolErr:
             if (b.size() >= 8 && in(row, col)) {
-                cells.push_back({row, static_cast<std::uint8_t>(col),
-                                 Value(u8(b, 7) ? Value::Error : Value::Boolean, u8(b, 6))});
+                v.code(row, col, u8(b, 7) ? Error : Boolean, u8(b, 6));
             }
             break;
         case rt::Formula: {
             if (b.size() < 14 || !in(row, col))
                 break;
             if (u16(b, 12) != 0xFFFF) {
-                cells.push_back({row, static_cast<std::uint8_t>(col), number(b, 6)});
+                v.number(row, col, number(b, 6));
                 break;
             }
             switch (u8(b, 6)) {
@@ -159,12 +194,12 @@ std::vector<Cell> sheetValues(Bytes sheet, std::size_t start, const SstTable& st
                 std::u16string text;
                 std::size_t at = 2;
                 if (s.body.size() >= 3 && readStringNoCch(s.body, at, u16(s.body, 0), text))
-                    cells.push_back({row, static_cast<std::uint8_t>(col), text});
+                    v.text(row, col, text);
                 break;
             }
-            case 1: cells.push_back({row, static_cast<std::uint8_t>(col), Value(Value::Boolean, u8(b, 8))}); break;
-            case 2: cells.push_back({row, static_cast<std::uint8_t>(col), Value(Value::Error, u8(b, 8))}); break;
-            case 3: cells.push_back({row, static_cast<std::uint8_t>(col), std::u16string()}); break;
+            case 1: v.code(row, col, Boolean, u8(b, 8)); break;
+            case 2: v.code(row, col, Error, u8(b, 8)); break;
+            case 3: v.text(row, col, Bytes{}, false); break;
             default: break;
             }
             break;
@@ -173,24 +208,23 @@ std::vector<Cell> sheetValues(Bytes sheet, std::size_t start, const SstTable& st
         }
     }
     const auto byPlace = [](const Cell& a, const Cell& b) { return a.row != b.row ? a.row < b.row : a.col < b.col; };
-    if (!std::is_sorted(cells.begin(), cells.end(), byPlace))  // rows come in order in most files
-        std::sort(cells.begin(), cells.end(), byPlace);
-    return cells;
+    if (!std::is_sorted(v.cells.begin(), v.cells.end(), byPlace))  // rows come in order in most files
+        std::sort(v.cells.begin(), v.cells.end(), byPlace);
+    return v;
 }
 
-void pushValue(std::vector<std::byte>& out, const Value& v)
+void pushValue(std::vector<std::byte>& out, const Cell& c, const std::u16string& texts)
 {
-    push8(out, v.kind);
-    if (v.kind == Value::Number) {
+    push8(out, c.kind);
+    if (c.kind == Number) {
         std::uint64_t bits;
-        std::memcpy(&bits, &v.number, sizeof bits);
+        std::memcpy(&bits, &c.number, sizeof bits);
         push32(out, static_cast<std::uint32_t>(bits));
         push32(out, static_cast<std::uint32_t>(bits >> 32));
-    } else if (v.kind == Value::Text) {
-        // Cached external text is kept to 255 characters, as Excel keeps it.
-        writeString16(out, v.text.substr(0, 255));
+    } else if (c.kind == Text) {
+        writeString16(out, std::u16string_view(texts).substr(c.textAt, c.textSize));
     } else {
-        push8(out, v.code);
+        push8(out, c.code);
         for (int i = 0; i < 7; ++i)
             push8(out, 0);
     }
@@ -210,7 +244,8 @@ std::vector<std::byte> externalCache(Substreams& sheets, const Globals& globals,
         if (sheet.empty())
             continue;
         const Marks marked(areas);
-        const auto cells = sheetValues(sheet, globals.sheets[tab].position, strings, marked, ctx);
+        const Values values = sheetValues(sheet, globals.sheets[tab].position, strings, marked, ctx);
+        const auto& cells = values.cells;
 
         // One CRN for each run of neighbouring cells in a row, within the
         // record's size; one XCT in front of each group of CRNs.
@@ -226,7 +261,7 @@ std::vector<std::byte> externalCache(Substreams& sheets, const Globals& globals,
             const std::uint8_t first = cells[i].col;
             std::size_t j = i;
             do {
-                pushValue(crns, cells[j].value);
+                pushValue(crns, cells[j], values.texts);
                 ++j;
             } while (j < cells.size() && cells[j].row == cells[i].row && cells[j].col == cells[j - 1].col + 1 &&
                      crns.size() - at - 4 + kLargestValue <= kMaxRecordData);

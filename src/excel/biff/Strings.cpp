@@ -81,7 +81,7 @@ bool readStringNoCch(Bytes b, std::size_t& at, std::size_t cch, std::u16string& 
     return true;
 }
 
-void writeStringNoCch(std::vector<std::byte>& out, const std::u16string& s)
+void writeStringNoCch(std::vector<std::byte>& out, std::u16string_view s)
 {
     bool wide = false;
     for (char16_t c : s)
@@ -95,7 +95,7 @@ void writeStringNoCch(std::vector<std::byte>& out, const std::u16string& s)
     }
 }
 
-void writeString16(std::vector<std::byte>& out, const std::u16string& s)
+void writeString16(std::vector<std::byte>& out, std::u16string_view s)
 {
     push16(out, static_cast<std::uint16_t>(s.size()));
     writeStringNoCch(out, s);

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace excel::biff {
 
@@ -18,8 +19,8 @@ std::u16string toUtf16(const std::string& utf8);
 bool readStringNoCch(Bytes b, std::size_t& at, std::size_t cch, std::u16string& out);
 
 // Appends an XLUnicodeStringNoCch: compressed when every unit fits a byte.
-void writeStringNoCch(std::vector<std::byte>& out, const std::u16string& s);
+void writeStringNoCch(std::vector<std::byte>& out, std::u16string_view s);
 // Appends an XLUnicodeString (16-bit count, flags, characters).
-void writeString16(std::vector<std::byte>& out, const std::u16string& s);
+void writeString16(std::vector<std::byte>& out, std::u16string_view s);
 
 }  // namespace excel::biff
