@@ -11,6 +11,17 @@
 
 namespace excel::biff {
 
+// The set bits of a word. std::popcount is a call into libgcc on baseline
+// x86-64, which has no POPCNT instruction; renumbering makes one count for
+// every string cell, so it is done inline.
+constexpr std::uint32_t ones(std::uint64_t x)
+{
+    x -= (x >> 1) & 0x5555555555555555ull;
+    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return static_cast<std::uint32_t>((x * 0x0101010101010101ull) >> 56);
+}
+
 class UsedStrings {
 public:
     explicit UsedStrings(std::size_t tableSize) : bits_((tableSize + 63) / 64) {}
@@ -25,7 +36,7 @@ public:
         std::uint32_t n = 0;
         for (std::size_t w = 0; w < bits_.size(); ++w) {
             ranks_[w] = n;
-            n += static_cast<std::uint32_t>(std::popcount(bits_[w]));
+            n += ones(bits_[w]);
         }
         count_ = n;
     }
@@ -34,7 +45,7 @@ public:
     std::uint32_t newIndex(std::uint32_t i) const
     {
         const std::uint64_t below = (std::uint64_t{1} << (i % 64)) - 1;
-        return ranks_[i / 64] + static_cast<std::uint32_t>(std::popcount(bits_[i / 64] & below));
+        return ranks_[i / 64] + ones(bits_[i / 64] & below);
     }
     // Calls f(i) for every marked string, in order.
     template <class F>
