@@ -206,7 +206,7 @@ private:
     void rewriteSheet()
     {
         const std::string& part = sheet_->part;
-        auto doc = parseXml(src_.read(part), src_.file(), part);
+        auto doc = src_.parsed(part);
         auto root = doc->document_element();
         auto visit = [&](pugi::xml_node e) {
             const auto ln = localName(e);
@@ -415,7 +415,7 @@ private:
             const auto& s = src_.sheets()[idx];
             if (!s.isWorksheet() || !src_.has(s.part))
                 continue;
-            auto doc = parseXml(src_.read(s.part), src_.file(), s.part);
+            auto doc = src_.parsed(s.part);
             auto data = child(doc->document_element(), "sheetData");
             // The sheet's cells by position, so that each distinct range costs
             // what it covers, not a pass over the sheet.
@@ -458,6 +458,7 @@ private:
                     ++it;
                 }
             }
+            src_.keepParsed(s.part, std::move(doc));
         }
         return cache;
     }

@@ -112,6 +112,21 @@ std::string SourcePackage::read(const std::string& part) const
     return zip_->read(part);
 }
 
+std::unique_ptr<pugi::xml_document> SourcePackage::parsed(const std::string& part) const
+{
+    if (kept_ && keptPart_ == part) {
+        keptPart_.clear();
+        return std::move(kept_);
+    }
+    return parseXml(read(part), file_, part);
+}
+
+void SourcePackage::keepParsed(const std::string& part, std::unique_ptr<pugi::xml_document> doc) const
+{
+    keptPart_ = part;
+    kept_ = std::move(doc);
+}
+
 const std::vector<Relationship>& SourcePackage::relsOf(const std::string& part) const
 {
     if (auto it = relsCache_.find(part); it != relsCache_.end())

@@ -8,6 +8,8 @@
 #include "Relationships.h"
 #include "excel/zip/ZipReader.h"
 
+#include <pugixml.hpp>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -51,6 +53,14 @@ public:
     // The relationships of a part (empty when it has none); cached.
     const std::vector<Relationship>& relsOf(const std::string& part) const;
 
+    // The part parsed, as parseXml gives it: the one a copy left behind for
+    // the next when it is that part, else parsed now. A copy reads the
+    // sheets its formulas reach, and the next copy is often of one of them
+    // (or reaches the same one), so the last reached sheet is kept.
+    std::unique_ptr<pugi::xml_document> parsed(const std::string& part) const;
+    // Keeps `doc`, unchanged since parsed() gave it, for the next call.
+    void keepParsed(const std::string& part, std::unique_ptr<pugi::xml_document> doc) const;
+
 private:
     SourcePackage() = default;
     std::string file_;
@@ -65,6 +75,8 @@ private:
     std::vector<std::string> worksheetNames_;
     mutable std::map<std::string, std::vector<Relationship>> relsCache_;
     mutable std::map<std::string, std::shared_ptr<const SharedStrings>> sstCache_;
+    mutable std::string keptPart_;
+    mutable std::unique_ptr<pugi::xml_document> kept_;
 };
 
 }  // namespace excel::ooxml
