@@ -130,8 +130,9 @@ TEST_F(ObjectModel, TheSourceFileIsNeverChangedAndReadsTheSameEveryTime)
         for (std::size_t k = 0; k < order.size(); ++k) {
             const std::string bytes = readAll(written[k]);
             const auto [it, isFirst] = first.emplace(order[k], bytes);
-            if (!isFirst)
+            if (!isFirst) {
                 EXPECT_EQ(bytes, it->second) << "sheet " << order[k] + 1 << ", copy " << k + 1;
+            }
         }
         EXPECT_EQ(readAll(source), before);
         EXPECT_EQ(fs::last_write_time(source), stamp);

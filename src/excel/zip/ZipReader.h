@@ -58,10 +58,10 @@ public:
     const std::string& file() const { return file_; }
 
 private:
-    std::shared_ptr<const tb::ByteSource> bytes_;
-    std::string file_;
     std::string inflate(const Entry& e) const;
 
+    std::shared_ptr<const tb::ByteSource> bytes_;
+    std::string file_;
     struct Discard {
         void operator()(::zip* z) const;
         void operator()(libdeflate_decompressor* d) const;
