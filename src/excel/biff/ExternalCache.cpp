@@ -35,34 +35,34 @@ struct Values {
     std::vector<Cell> cells;
     std::u16string texts;
 
-    void number(std::uint16_t row, std::size_t col, double d)
-    {
-        Cell& c = cells.emplace_back();
-        c.row = row, c.col = static_cast<std::uint8_t>(col), c.number = d;
-    }
-    void code(std::uint16_t row, std::size_t col, Kind k, std::uint8_t v)
-    {
-        Cell& c = cells.emplace_back();
-        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = k, c.code = v;
-    }
+    void number(std::uint16_t row, std::size_t col, double d) { add(row, col, Number).number = d; }
+    void code(std::uint16_t row, std::size_t col, Kind k, std::uint8_t v) { add(row, col, k).code = v; }
     // A text as stored: a byte a character, or two (UTF-16LE) when `wide`.
     void text(std::uint16_t row, std::size_t col, Bytes chars, bool wide)
     {
-        const std::size_t n = std::min(wide ? chars.size() / 2 : chars.size(), kMaxText);
-        Cell& c = cells.emplace_back();
-        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = Text;
-        c.textAt = static_cast<std::uint32_t>(texts.size());
-        c.textSize = static_cast<std::uint8_t>(n);
-        for (std::size_t i = 0; i < n; ++i)
+        Cell& c = addText(row, col, wide ? chars.size() / 2 : chars.size());
+        for (std::size_t i = 0; i < c.textSize; ++i)
             texts.push_back(wide ? static_cast<char16_t>(u16(chars, 2 * i)) : static_cast<char16_t>(u8(chars, i)));
     }
     void text(std::uint16_t row, std::size_t col, const std::u16string& t)
     {
+        texts.append(t, 0, addText(row, col, t.size()).textSize);
+    }
+
+private:
+    Cell& add(std::uint16_t row, std::size_t col, Kind k)
+    {
         Cell& c = cells.emplace_back();
-        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = Text;
+        c.row = row, c.col = static_cast<std::uint8_t>(col), c.kind = k;
+        return c;
+    }
+    // A text cell of `size` units, kept to kMaxText; its units go next in `texts`.
+    Cell& addText(std::uint16_t row, std::size_t col, std::size_t size)
+    {
+        Cell& c = add(row, col, Text);
         c.textAt = static_cast<std::uint32_t>(texts.size());
-        c.textSize = static_cast<std::uint8_t>(std::min(t.size(), kMaxText));
-        texts.append(t, 0, c.textSize);
+        c.textSize = static_cast<std::uint8_t>(std::min(size, kMaxText));
+        return c;
     }
 };
 
@@ -127,7 +127,7 @@ private:
 // The values of one sheet's cells that lie in a marked area; `sheet` holds
 // the stream from `start` on.
 Values sheetValues(Bytes sheet, std::size_t start, const SstTable& strings,
-                              const Marks& in, const StreamContext& ctx)
+                   const Marks& in, const StreamContext& ctx)
 {
     Values v;
     RecordReader reader(sheet, start, ctx, start);
