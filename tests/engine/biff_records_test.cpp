@@ -1,12 +1,13 @@
-// The record layer: records and CONTINUE records over a byte span, the
-// shared-string table read and written across CONTINUE boundaries, and the
-// formula token walker.
+// The record layer: records and CONTINUE records over a byte span or a
+// window at a time, the shared-string table read and written across
+// CONTINUE boundaries, and the formula token walker.
 
 #include "biff_fixture.h"
 #include "excel/biff/Formula.h"
 #include "excel/biff/RecordTypes.h"
 #include "excel/biff/Records.h"
 #include "excel/biff/Sst.h"
+#include "excel/biff/Substreams.h"
 #include "excel/biff/UsedStrings.h"
 #include "platform/sys/Error.h"
 
@@ -32,7 +33,94 @@ std::string errorOf(const std::function<void()>& f)
     return {};
 }
 
+// Sheets read as a scattered stream reads them: every answer a buffer of
+// its own, and the one before spoilt, so that a body used after the next
+// read shows.
+class GatheredSubstreams final : public Substreams {
+public:
+    GatheredSubstreams(std::vector<std::byte> stream, std::vector<std::size_t> starts)
+        : stream_(std::move(stream)), starts_(std::move(starts))
+    {
+    }
+    std::size_t size() const override { return stream_.size(); }
+    std::size_t endOf(std::size_t position) const override
+    {
+        const auto next = std::upper_bound(starts_.begin(), starts_.end(), position);
+        return next == starts_.end() ? stream_.size() : *next;
+    }
+    Bytes read(std::size_t position, std::size_t n) override
+    {
+        EXPECT_LE(position + n, endOf(position)) << "a read past the substream";
+        std::fill(buffer_.begin(), buffer_.end(), std::byte(0xEE));
+        buffer_.assign(stream_.begin() + static_cast<std::ptrdiff_t>(position),
+                       stream_.begin() + static_cast<std::ptrdiff_t>(position + n));
+        ++reads;
+        return buffer_;
+    }
+    int reads = 0;
+
+private:
+    std::vector<std::byte> stream_;
+    std::vector<std::size_t> starts_;
+    std::vector<std::byte> buffer_;
+};
+
 }  // namespace
+
+TEST(BiffRecords, ASubstreamReadAWindowAtATimeReadsAsTheWholeStream)
+{
+    // Three windows' worth of records of every size up to the largest, then
+    // the next sheet's substream, whose records must not be read.
+    std::vector<std::byte> s;
+    for (std::size_t i = 0; s.size() < 3 * kSubstreamWindow; ++i)
+        record(s, static_cast<std::uint16_t>(0x0200 + i % 50),
+               biff_fixture::Body((i * 997) % 8225, static_cast<std::byte>(i)));
+    const std::size_t next = s.size();
+    record(s, rt::Bof, biff_fixture::bof(0x0600, 0x0010));
+
+    GatheredSubstreams sheets(s, {0, next});
+    SubstreamRecords windowed(sheets, 0, kCtx);
+    RecordReader whole(Bytes(s).first(next), 0, kCtx);
+    while (!whole.atEnd()) {
+        ASSERT_FALSE(windowed.atEnd());
+        const Record want = whole.next();
+        ASSERT_EQ(windowed.peekType(), want.type) << want.offset;
+        const Record got = windowed.next();
+        ASSERT_EQ(got.offset, want.offset);
+        ASSERT_EQ(got.type, want.type) << want.offset;
+        ASSERT_TRUE(std::ranges::equal(got.body, want.body)) << want.offset;
+    }
+    EXPECT_TRUE(windowed.atEnd());
+    EXPECT_EQ(windowed.position(), next);
+    EXPECT_EQ(windowed.peekType(), 0);
+    EXPECT_GE(sheets.reads, 3);
+    EXPECT_LE(sheets.reads, 5) << "a window for each record, not for each window";
+
+    // A record that the next substream's start cuts off is damage, as it is
+    // to a reader of the whole stream.
+    std::vector<std::byte> cut = s;
+    for (std::size_t at = 0; at + 4 <= next;) {
+        const std::size_t size = u16(s, at + 2);
+        if (at + 4 + size == next) {
+            put16(cut, at + 2, static_cast<std::uint16_t>(size + 3));
+            break;
+        }
+        at += 4 + size;
+    }
+    GatheredSubstreams cutSheets(cut, {0, next});
+    SubstreamRecords cutWindowed(cutSheets, 0, kCtx);
+    RecordReader cutWhole(Bytes(cut).first(next), 0, kCtx);
+    const std::string want = errorOf([&] {
+        while (!cutWhole.atEnd())
+            cutWhole.next();
+    });
+    const std::string got = errorOf([&] {
+        while (!cutWindowed.atEnd())
+            cutWindowed.next();
+    });
+    EXPECT_NE(want.find("expected"), std::string::npos) << want;
+    EXPECT_EQ(got, want);
+}
 
 TEST(BiffRecords, ReadsRecordsAndGathersContinueRecords)
 {
@@ -120,10 +208,19 @@ TEST(BiffSst, WrittenTableReadsBackAcrossContinueRecords)
     EXPECT_EQ(u32(sst.first.body, 0), 1234u);
     const auto back = parseSst(sst, kCtx);
     ASSERT_EQ(back.size(), strings.size());
-    for (std::size_t i = 0; i < strings.size(); ++i) {
-        EXPECT_EQ(back[i].text(), texts[i]) << i;
-        EXPECT_TRUE(std::ranges::equal(back[i].runs, strings[i].runs)) << i;
-        EXPECT_TRUE(std::ranges::equal(back[i].ext, strings[i].ext)) << i;
+    auto same = [&](const SstString& got, std::size_t i) {
+        EXPECT_EQ(got.text(), texts[i]) << i;
+        EXPECT_TRUE(std::ranges::equal(got.runs, strings[i].runs)) << i;
+        EXPECT_TRUE(std::ranges::equal(got.ext, strings[i].ext)) << i;
+    };
+    // Each string alone, from the last to the first, and in rising order
+    // with gaps short and long, as a copy reads the strings it keeps.
+    for (std::size_t i = strings.size(); i-- > 0;)
+        same(back[i], i);
+    for (std::size_t step : {1, 2, 5, 31, 33, 70}) {
+        SstTable::Walk walk(back);
+        for (std::size_t i = step % 3; i < strings.size(); i += step)
+            same(walk(i), i);
     }
 
     // Written two bytes a character only where one needs it.

@@ -61,9 +61,9 @@ private:
     std::vector<std::string> names_;
 };
 
-// Sheets' substreams read through one handle on the stream, each up to the
-// next sheet's start: a view in place where the range's sectors are
-// contiguous, else gathered into the handle's one buffer, reused.
+// Sheets' substreams read through one handle on the stream: in place where
+// a range's sectors are contiguous, else gathered into the handle's one
+// buffer, reused.
 class StreamSubstreams final : public Substreams {
 public:
     StreamSubstreams(std::unique_ptr<cfb::Stream> stream, const Globals& globals) : stream_(std::move(stream))
@@ -75,14 +75,13 @@ public:
 
     std::size_t size() const override { return static_cast<std::size_t>(stream_->size()); }
 
-    Bytes from(std::size_t position) override
+    std::size_t endOf(std::size_t position) const override
     {
-        if (position >= size())
-            return {};
         const auto next = std::upper_bound(starts_.begin(), starts_.end(), position);
-        const std::size_t end = next == starts_.end() ? size() : std::min<std::size_t>(*next, size());
-        return stream_->view(position, end - position);
+        return next == starts_.end() ? size() : std::min<std::size_t>(*next, size());
     }
+
+    Bytes read(std::size_t position, std::size_t n) override { return stream_->view(position, n); }
 
 private:
     std::unique_ptr<cfb::Stream> stream_;
@@ -139,10 +138,9 @@ public:
             // The whole string table was read to index it; a copy reads
             // again only the strings its sheet uses.
             bytes_->release();
-            own_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
-            reached_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
+            sheets_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
-        SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *own_, *reached_, source, ctx_);
+        SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *sheets_, source, ctx_);
 
         cfb::Node root;
         root.storage = true;
@@ -231,7 +229,7 @@ private:
     StreamContext ctx_;
     Globals globals_;
     mutable std::unique_ptr<const GlobalRecords> parsed_;  // spans into the file's bytes and its own copies
-    mutable std::unique_ptr<Substreams> own_, reached_;
+    mutable std::unique_ptr<Substreams> sheets_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
 };

@@ -126,11 +126,9 @@ private:
 
 // The values of one sheet's cells that lie in a marked area; `sheet` holds
 // the stream from `start` on.
-Values sheetValues(Bytes sheet, std::size_t start, const SstTable& strings,
-                   const Marks& in, const StreamContext& ctx)
+Values sheetValues(SubstreamRecords& reader, const SstTable& strings, const Marks& in)
 {
     Values v;
-    RecordReader reader(sheet, start, ctx, start);
     int depth = 0;
     while (!reader.atEnd()) {
         const Record r = reader.next();
@@ -240,11 +238,11 @@ std::vector<std::byte> externalCache(Substreams& sheets, const Globals& globals,
     for (const auto& [tab, areas] : wanted) {
         if (tab >= globals.sheets.size() || globals.sheets[tab].type != static_cast<std::uint8_t>(SheetType::Worksheet))
             continue;
-        const Bytes sheet = sheets.from(globals.sheets[tab].position);
-        if (sheet.empty())
+        if (globals.sheets[tab].position >= sheets.size())
             continue;
+        SubstreamRecords reader(sheets, globals.sheets[tab].position, ctx);
         const Marks marked(areas);
-        const Values values = sheetValues(sheet, globals.sheets[tab].position, strings, marked, ctx);
+        const Values values = sheetValues(reader, strings, marked);
         const auto& cells = values.cells;
 
         // One CRN for each run of neighbouring cells in a row, within the

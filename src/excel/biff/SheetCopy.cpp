@@ -134,8 +134,8 @@ Spans formulasOf(const Record& r)
 
 }  // namespace
 
-SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::size_t sheet, Substreams& own,
-                    Substreams& reached, const CopySource& source, const StreamContext& ctx)
+SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::size_t sheet, Substreams& sheets,
+                    const CopySource& source, const StreamContext& ctx)
 {
     const auto& records = parsed.records;
     const auto& strings = parsed.strings;
@@ -248,15 +248,14 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     // One walk over the sheet substream, embedded charts included: where it
     // ends, the shared strings its cells use and, when other sheets are
     // reached, the cells its formulas reach.
-    const Bytes sheetView = own.from(sheetStart);
-    if (sheetView.empty())
+    if (sheetStart >= sheets.size())
         throwDamagedAt(ctx, sheetStart, "a sheet entry points past the end of the stream (" +
-                                            std::to_string(own.size()) + " bytes)");
+                                            std::to_string(sheets.size()) + " bytes)");
     UsedStrings used(strings.size());
     std::uint32_t labelCount = 0;
     std::size_t sheetStop = 0;
     {
-        RecordReader reader(sheetView, sheetStart, ctx, sheetStart);
+        SubstreamRecords reader(sheets, sheetStart, ctx);
         int depth = 0;
         do {
             if (reader.atEnd())
@@ -287,14 +286,15 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         } while (depth > 0);
         sheetStop = reader.position();
     }
-    const Bytes sheetBytes = sheetView.first(sheetStop - sheetStart);
+    const std::size_t sheetSize = sheetStop - sheetStart;
     // Kept strings in their old order.
     used.rank();
     std::vector<SstString> keptStrings;
     keptStrings.reserve(used.count());
     std::size_t keptBytes = 0;
+    SstTable::Walk walk(strings);
     used.forEach([&](std::uint32_t i) {
-        keptStrings.push_back(strings[i]);
+        keptStrings.push_back(walk(i));
         const SstString& k = keptStrings.back();
         keptBytes += 7 + k.chars.size() + k.runs.size() + k.ext.size();
     });
@@ -347,8 +347,19 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         if (r.first.type == rt::Sst || r.first.type == rt::ExtSst)
             for (const Bytes& piece : r.pieces)
                 sourceTable += 4 + piece.size();
-    const std::size_t keptTable = 16 + keptBytes + 4 * (keptBytes / 8000 + 1) + 8 * 130;
-    out.reserve(globals.end - std::min(sourceTable, globals.end) + keptTable + sheetBytes.size());
+    // SST and CONTINUE headers, a flags byte where a string is split, EXTSST.
+    const std::size_t keptTable = 16 + keptBytes + 8 * (keptBytes / 8000 + 1) + 8 * 130;
+    // The SUPBOOK naming the source, its EXTERNNAMEs and the cached values
+    // of the cells it reaches, read before the copy is reserved.
+    std::vector<std::byte> cache;
+    std::size_t external = 0;
+    if (needExt) {
+        cache = externalCache(sheets, globals, strings, wanted, ctx);
+        external = 4 + kMaxRecordData + cache.size();
+        for (std::uint16_t old : extNames)
+            external += 16 + nameRecord[old].size();
+    }
+    out.reserve(globals.end - std::min(sourceTable, globals.end) + keptTable + external + sheetSize);
     std::size_t boundSheetAt = 0;
     std::size_t sheetNo = 0, nameNo = 0;
     for (const auto& r : records) {
@@ -427,7 +438,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                     if (body.size() <= kMaxRecordData)
                         emitRecord(out, rt::ExternName, body);
                 }
-                append(out, externalCache(reached, globals, strings, wanted, ctx));
+                append(out, cache);
             }
             std::vector<std::byte> body;
             push16(body, static_cast<std::uint16_t>(xtis.size()));
@@ -477,22 +488,23 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     if (boundSheetAt == 0)
         throw engineError(ctx.file, "the sheet to copy has no entry in the workbook.");
 
-    // The sheet substream, byte for byte, then the few fields that change.
+    // The sheet substream, byte for byte, then the few fields that change,
+    // read from the copy.
     const std::size_t newStart = out.size();
     put32(out, boundSheetAt + 4, static_cast<std::uint32_t>(newStart));
-    append(out, sheetBytes);
+    for (std::size_t at = sheetStart; at < sheetStop;) {
+        const std::size_t n = std::min(kSubstreamWindow, sheetStop - at);
+        append(out, sheets.read(at, n));
+        at += n;
+    }
     const std::int64_t delta = static_cast<std::int64_t>(newStart) - static_cast<std::int64_t>(sheetStart);
     auto moved = [&](std::uint32_t pos) { return pos == 0 ? 0u : static_cast<std::uint32_t>(pos + delta); };
-    RecordReader reader(sheetBytes, 0, ctx);
+    RecordReader reader(Bytes(out).subspan(newStart), 0, ctx);
     int depth = 0;
     while (!reader.atEnd()) {
         const Record r = reader.next();
         const std::size_t body = newStart + r.offset + 4;
-        if (rewriteNames) {
-            const auto span = std::span<std::byte>(out).subspan(body, r.body.size());
-            for (const Span& f : formulasOf(r))
-                rewrite(span.subspan(f.at, f.size));
-        }
+        // Fields are read before the record's formulas change.
         switch (r.type) {
         case rt::Bof: ++depth; break;
         case rt::Eof: --depth; break;
@@ -522,6 +534,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
             }
             break;
         default: break;
+        }
+        if (rewriteNames) {
+            const auto span = std::span<std::byte>(out).subspan(body, r.body.size());
+            for (const Span& f : formulasOf(r))
+                rewrite(span.subspan(f.at, f.size));
         }
     }
     return result;

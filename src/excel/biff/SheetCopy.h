@@ -47,9 +47,9 @@ void readGlobalRecords(Reader& reader, GlobalRecords& into, const StreamContext&
 
 // `globals` is the workbook's parsed globals, `records` what
 // readGlobalRecords made of them and `sheet` an index into globals.sheets.
-// The sheet's own substream is read through `own`, those its formulas reach
-// through `reached`: both are read at once.
-SheetCopy copySheet(const Globals& globals, const GlobalRecords& records, std::size_t sheet, Substreams& own,
-                    Substreams& reached, const CopySource& source, const StreamContext& ctx);
+// The sheet's substream and those its formulas reach are read through
+// `sheets`, one after another.
+SheetCopy copySheet(const Globals& globals, const GlobalRecords& records, std::size_t sheet, Substreams& sheets,
+                    const CopySource& source, const StreamContext& ctx);
 
 }  // namespace excel::biff

@@ -10,108 +10,6 @@ namespace {
 
 constexpr std::size_t kMaxRecordData = 8224;
 
-// Reads across the pieces of a continued record.
-class PieceReader {
-public:
-    PieceReader(const ContinuedRecord& rec, const StreamContext& ctx) : rec_(rec), ctx_(ctx) {}
-
-    std::size_t piece() const { return piece_; }
-    std::size_t at() const { return at_; }
-    std::size_t leftInPiece() const { return piece_ < rec_.pieces.size() ? rec_.pieces[piece_].size() - at_ : 0; }
-    bool nextPiece()
-    {
-        if (piece_ + 1 >= rec_.pieces.size())
-            return false;
-        ++piece_;
-        at_ = 0;
-        return true;
-    }
-    void need(std::size_t n, const char* what)
-    {
-        while (leftInPiece() == 0)
-            if (!nextPiece())
-                throwDamaged(ctx_, rec_.first, std::string("the shared-string table ends inside ") + what);
-        if (leftInPiece() < n)
-            throwDamaged(ctx_, rec_.first, std::string("a string header is split across records: ") + what);
-    }
-    std::uint8_t byte(const char* what)
-    {
-        need(1, what);
-        return u8(rec_.pieces[piece_], at_++);
-    }
-    std::uint16_t word(const char* what)
-    {
-        need(2, what);
-        const auto v = u16(rec_.pieces[piece_], at_);
-        at_ += 2;
-        return v;
-    }
-    std::uint32_t dword(const char* what)
-    {
-        need(4, what);
-        const auto v = u32(rec_.pieces[piece_], at_);
-        at_ += 4;
-        return v;
-    }
-    // Raw bytes that may cross pieces anywhere.
-    void bytes(std::size_t n, std::vector<std::byte>& out, const char* what)
-    {
-        while (n > 0) {
-            while (leftInPiece() == 0)
-                if (!nextPiece())
-                    throwDamaged(ctx_, rec_.first, std::string("the shared-string table ends inside ") + what);
-            const std::size_t k = std::min(n, leftInPiece());
-            append(out, rec_.pieces[piece_].subspan(at_, k));
-            at_ += k;
-            n -= k;
-        }
-    }
-    // A string's characters where they lie, when they lie in one piece.
-    // Otherwise they are joined into `joined` as UTF-16LE (a new piece
-    // starts with a flags byte of its own, so the width can change) and
-    // `inPlace` is false.
-    Bytes chars(std::size_t cch, bool& wide, std::vector<std::byte>& joined, bool& inPlace)
-    {
-        inPlace = true;
-        if (cch == 0)
-            return {};
-        if (leftInPiece() >= cch * (wide ? 2 : 1)) {
-            const Bytes p = rec_.pieces[piece_].subspan(at_, cch * (wide ? 2 : 1));
-            at_ += p.size();
-            return p;
-        }
-        inPlace = false;
-        const std::size_t start = joined.size();
-        while (cch > 0) {
-            if (leftInPiece() == 0) {
-                if (!nextPiece())
-                    throwDamaged(ctx_, rec_.first, "the shared-string table ends inside a string");
-                wide = u8(rec_.pieces[piece_], at_++) & 0x01;
-                continue;
-            }
-            const Bytes p = rec_.pieces[piece_];
-            const std::size_t unit = wide ? 2 : 1;
-            const std::size_t k = std::min(cch, leftInPiece() / unit);
-            if (k == 0)
-                throwDamaged(ctx_, rec_.first, "a character is split across records");
-            for (std::size_t i = 0; i < k; ++i) {
-                joined.push_back(p[at_ + unit * i]);
-                joined.push_back(wide ? p[at_ + 2 * i + 1] : std::byte(0));
-            }
-            at_ += k * unit;
-            cch -= k;
-        }
-        wide = true;
-        return Bytes(joined).subspan(start);
-    }
-
-private:
-    const ContinuedRecord& rec_;
-    const StreamContext& ctx_;
-    std::size_t piece_ = 0;
-    std::size_t at_ = 0;
-};
-
 // Builds SST and CONTINUE records, starting a CONTINUE whenever the current
 // record is full.
 class SstWriter {
@@ -143,6 +41,84 @@ private:
 
 }  // namespace
 
+bool PieceReader::nextPiece()
+{
+    if (piece_ + 1 >= pieces_.size())
+        return false;
+    ++piece_;
+    at_ = 0;
+    return true;
+}
+
+void PieceReader::needAcross(std::size_t n, const char* what)
+{
+    while (leftInPiece() == 0)
+        if (!nextPiece())
+            throwDamaged(ctx_, first_, std::string("the shared-string table ends inside ") + what);
+    if (leftInPiece() < n)
+        throwDamaged(ctx_, first_, std::string("a string header is split across records: ") + what);
+}
+
+void PieceReader::bytes(std::size_t n, std::vector<std::byte>& out, const char* what)
+{
+    while (n > 0) {
+        while (leftInPiece() == 0)
+            if (!nextPiece())
+                throwDamaged(ctx_, first_, std::string("the shared-string table ends inside ") + what);
+        const std::size_t k = std::min(n, leftInPiece());
+        append(out, pieces_[piece_].subspan(at_, k));
+        at_ += k;
+        n -= k;
+    }
+}
+
+void PieceReader::skip(std::size_t n)
+{
+    while (n > 0) {
+        while (leftInPiece() == 0)
+            if (!nextPiece())
+                throwDamaged(ctx_, first_, "the shared-string table ends inside formatting runs or phonetic data");
+        const std::size_t k = std::min(n, leftInPiece());
+        at_ += k;
+        n -= k;
+    }
+}
+
+Bytes PieceReader::chars(std::size_t cch, bool& wide, std::vector<std::byte>& joined, bool& inPlace)
+{
+    inPlace = true;
+    if (cch == 0)
+        return {};
+    if (leftInPiece() >= cch * (wide ? 2 : 1)) {
+        const Bytes p = pieces_[piece_].subspan(at_, cch * (wide ? 2 : 1));
+        at_ += p.size();
+        return p;
+    }
+    inPlace = false;
+    const std::size_t start = joined.size();
+    while (cch > 0) {
+        if (leftInPiece() == 0) {
+            if (!nextPiece())
+                throwDamaged(ctx_, first_, "the shared-string table ends inside a string");
+            wide = u8(pieces_[piece_], at_++) & 0x01;
+            continue;
+        }
+        const Bytes p = pieces_[piece_];
+        const std::size_t unit = wide ? 2 : 1;
+        const std::size_t k = std::min(cch, leftInPiece() / unit);
+        if (k == 0)
+            throwDamaged(ctx_, first_, "a character is split across records");
+        for (std::size_t i = 0; i < k; ++i) {
+            joined.push_back(p[at_ + unit * i]);
+            joined.push_back(wide ? p[at_ + 2 * i + 1] : std::byte(0));
+        }
+        at_ += k * unit;
+        cch -= k;
+    }
+    wide = true;
+    return Bytes(joined).subspan(start);
+}
+
 std::u16string SstString::text() const
 {
     std::u16string s(size(), u'\0');
@@ -151,14 +127,33 @@ std::u16string SstString::text() const
     return s;
 }
 
+namespace {
+
+struct StringHeader {
+    std::uint16_t cch;
+    bool wide;
+    std::uint16_t runs;
+    std::uint32_t ext;
+};
+
+StringHeader readHeader(PieceReader& in)
+{
+    StringHeader h{};
+    h.cch = in.word("a string header");
+    const std::uint8_t flags = in.byte("a string header");
+    h.wide = flags & 0x01;
+    h.runs = (flags & 0x08) ? in.word("a string header") : 0;
+    h.ext = (flags & 0x04) ? in.dword("a string header") : 0;
+    return h;
+}
+
+}  // namespace
+
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
 {
     if (sst.first.body.size() < 8)
         throwDamaged(ctx, sst.first, "the shared-string table needs 8 bytes of header");
     const std::uint32_t unique = u32(sst.first.body, 4);
-    PieceReader in(sst, ctx);
-    std::vector<std::byte> skip;
-    in.bytes(8, skip, "its header");
     // The count can be wrong in files from other writers; the records decide,
     // and a count beyond what the records could hold is damage, not a size.
     std::size_t budget = 0;
@@ -167,33 +162,91 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
     if (unique > budget / 3 + 1)
         throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
                                          std::to_string(budget) + " bytes");
+    if (sst.pieces.size() > UINT32_MAX || budget > UINT32_MAX)
+        throwDamaged(ctx, sst.first, "the shared-string table is too large to index");
     SstTable table;
     table.pieces_ = sst.pieces;
-    table.entries_.reserve(unique);
+    table.first_ = sst.first;
+    table.ctx_ = ctx;
+    table.size_ = unique;
+    table.checkpoints_.reserve(unique / SstTable::kCheckpoint + 1);
+    // Every string is read here, so that damage anywhere in the table is
+    // found now; a lookup later reads again only from a checkpoint on.
+    PieceReader in(table.pieces_, table.first_, table.ctx_);
+    std::vector<std::byte> skip;
+    in.bytes(8, skip, "its header");
     for (std::uint32_t i = 0; i < unique; ++i) {
-        const std::uint16_t cch = in.word("a string header");
-        const std::uint8_t flags = in.byte("a string header");
-        const std::uint16_t runs = (flags & 0x08) ? in.word("a string header") : 0;
-        const std::uint32_t ext = (flags & 0x04) ? in.dword("a string header") : 0;
-        if (ext > budget)
-            throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(ext) +
+        if (i % SstTable::kCheckpoint == 0)
+            table.checkpoints_.push_back({static_cast<std::uint32_t>(in.piece()), static_cast<std::uint32_t>(in.at())});
+        const StringHeader h = readHeader(in);
+        if (h.ext > budget)
+            throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(h.ext) +
                                              " bytes of phonetic data");
-        bool wide = flags & 0x01, inPlace = true;
-        const std::size_t piece = in.piece(), at = in.at(), joinedAt = table.joined_.size();
-        in.chars(cch, wide, table.joined_, inPlace);
-        const std::size_t where = inPlace ? piece : joinedAt;
-        if (where > SstTable::kWhere)
+        bool wide = h.wide, inPlace = true;
+        const std::size_t joinedAt = table.joined_.size();
+        in.chars(h.cch, wide, table.joined_, inPlace);
+        if (!inPlace)
+            table.split_.push_back({i, static_cast<std::uint32_t>(joinedAt)});
+        if (h.runs != 0 || h.ext != 0)
+            table.rich_.push_back({i, static_cast<std::uint32_t>(table.extra_.size()), h.ext, h.runs});
+        in.bytes(4u * h.runs, table.extra_, "formatting runs");
+        in.bytes(h.ext, table.extra_, "phonetic data");
+        if (table.joined_.size() > UINT32_MAX || table.extra_.size() > UINT32_MAX)
             throwDamaged(ctx, sst.first, "the shared-string table is too large to index (string " + std::to_string(i) + ")");
-        const bool rich = runs != 0 || ext != 0;
-        table.entries_.push_back({static_cast<std::uint32_t>(where) | (wide ? SstTable::kWide : 0) |
-                                      (inPlace ? 0 : SstTable::kJoined) | (rich ? SstTable::kRich : 0),
-                                  static_cast<std::uint16_t>(inPlace ? at : 0), cch});
-        if (rich)
-            table.rich_.push_back({i, static_cast<std::uint32_t>(table.extra_.size()), ext, runs});
-        in.bytes(4u * runs, table.extra_, "formatting runs");
-        in.bytes(ext, table.extra_, "phonetic data");
     }
     return table;
+}
+
+SstString SstTable::read(PieceReader& in, std::size_t i) const
+{
+    // The table was read whole when parsed: nothing here can be damage.
+    const StringHeader h = readHeader(in);
+    SstString s;
+    bool wide = h.wide, inPlace = true;
+    std::vector<std::byte> scratch;
+    s.chars = in.chars(h.cch, wide, scratch, inPlace);
+    s.wide = wide;
+    if (!inPlace) {
+        const auto j = std::lower_bound(split_.begin(), split_.end(), i,
+                                        [](const Joined& j, std::size_t i) { return j.index < i; });
+        s.chars = Bytes(joined_).subspan(j->at, 2u * h.cch);
+    }
+    if (h.runs != 0 || h.ext != 0) {
+        const auto r = std::lower_bound(rich_.begin(), rich_.end(), i,
+                                        [](const Rich& r, std::size_t i) { return r.index < i; });
+        const Bytes extra(extra_);
+        s.runs = extra.subspan(r->extra, 4u * r->runs);
+        s.ext = extra.subspan(r->extra + 4u * r->runs, r->cbExt);
+        in.skip(4u * h.runs + h.ext);
+    }
+    return s;
+}
+
+void SstTable::seek(PieceReader& in, std::size_t i) const
+{
+    const Place& c = checkpoints_[i / kCheckpoint];
+    in.seek(c.piece, c.at);
+    for (std::size_t j = i - i % kCheckpoint; j < i; ++j)
+        read(in, j);
+}
+
+SstString SstTable::operator[](std::size_t i) const
+{
+    PieceReader in(pieces_, first_, ctx_);
+    seek(in, i);
+    return read(in, i);
+}
+
+SstString SstTable::Walk::operator()(std::size_t i)
+{
+    // On from the last string read, unless the checkpoint is nearer.
+    if (next_ <= i && i - next_ <= i % kCheckpoint)
+        for (; next_ < i; ++next_)
+            t_.read(in_, next_);
+    else
+        t_.seek(in_, i);
+    next_ = i + 1;
+    return t_.read(in_, i);
 }
 
 void writeSst(std::vector<std::byte>& stream, const std::vector<SstString>& strings, std::uint32_t total)

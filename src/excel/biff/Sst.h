@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,48 +25,114 @@ struct SstString {
     std::u16string text() const;
 };
 
+// Reads across the pieces of a continued record: the SST's body, then each
+// CONTINUE body.
+class PieceReader {
+public:
+    PieceReader(std::span<const Bytes> pieces, const Record& first, const StreamContext& ctx)
+        : pieces_(pieces), first_(first), ctx_(ctx)
+    {
+    }
+
+    std::size_t piece() const { return piece_; }
+    std::size_t at() const { return at_; }
+    void seek(std::size_t piece, std::size_t at) { piece_ = piece, at_ = at; }
+    std::size_t leftInPiece() const { return piece_ < pieces_.size() ? pieces_[piece_].size() - at_ : 0; }
+    bool nextPiece();
+    // The next `n` bytes lie in one piece: throws when they do not.
+    void need(std::size_t n, const char* what)
+    {
+        if (leftInPiece() < n)
+            needAcross(n, what);
+    }
+    std::uint8_t byte(const char* what)
+    {
+        need(1, what);
+        return u8(pieces_[piece_], at_++);
+    }
+    std::uint16_t word(const char* what)
+    {
+        need(2, what);
+        const auto v = u16(pieces_[piece_], at_);
+        at_ += 2;
+        return v;
+    }
+    std::uint32_t dword(const char* what)
+    {
+        need(4, what);
+        const auto v = u32(pieces_[piece_], at_);
+        at_ += 4;
+        return v;
+    }
+    // Raw bytes that may cross pieces anywhere, appended to `out`.
+    void bytes(std::size_t n, std::vector<std::byte>& out, const char* what);
+    void skip(std::size_t n);
+    // A string's characters where they lie, when they lie in one piece.
+    // Otherwise they are joined into `joined` as UTF-16LE (a new piece
+    // starts with a flags byte of its own, so the width can change) and
+    // `inPlace` is false.
+    Bytes chars(std::size_t cch, bool& wide, std::vector<std::byte>& joined, bool& inPlace);
+
+private:
+    void needAcross(std::size_t n, const char* what);
+
+    std::span<const Bytes> pieces_;
+    const Record& first_;
+    const StreamContext& ctx_;
+    std::size_t piece_ = 0;
+    std::size_t at_ = 0;
+};
+
 // A parsed table. A string that lies in one record is left where it is, in
 // that record's bytes; one split across records is joined into a buffer of
-// the table's own, as are all runs and phonetic data. Each string is an
-// entry of eight bytes, so that a table of a million strings is a handful
-// of allocations and its characters are not copied; the few strings with
-// formatting runs or phonetic data have a second entry of their own.
+// the table's own, as are all runs and phonetic data. Only every
+// kCheckpoint-th string's place is kept, and a string is found by reading
+// on from there, so that the index is small beside the table however many
+// strings it holds; a Walk reads strings in rising order without going
+// back to a checkpoint for each.
 class SstTable {
 public:
-    std::size_t size() const { return entries_.size(); }
-    SstString operator[](std::size_t i) const
-    {
-        const Entry& e = entries_[i];
-        const bool wide = e.where & kWide;
-        const std::uint32_t where = e.where & kWhere;
-        const std::byte* chars = (e.where & kJoined) ? joined_.data() + where : pieces_[where].data() + e.at;
-        SstString s{Bytes(chars, e.cch * (wide ? 2u : 1u)), wide, {}, {}};
-        if (e.where & kRich) {
-            const auto r = std::lower_bound(rich_.begin(), rich_.end(), i,
-                                            [](const Rich& r, std::size_t i) { return r.index < i; });
-            const Bytes extra(extra_.data(), extra_.size());
-            s.runs = extra.subspan(r->extra, 4u * r->runs);
-            s.ext = extra.subspan(r->extra + 4u * r->runs, r->cbExt);
-        }
-        return s;
-    }
+    static constexpr std::size_t kCheckpoint = 32;
+
+    std::size_t size() const { return size_; }
+    SstString operator[](std::size_t i) const;
+
+    class Walk {
+    public:
+        explicit Walk(const SstTable& table) : t_(table), in_(table.pieces_, table.first_, table.ctx_) {}
+        // String `i`; each call's `i` at least the one before's.
+        SstString operator()(std::size_t i);
+
+    private:
+        const SstTable& t_;
+        PieceReader in_;
+        std::size_t next_ = SIZE_MAX;  // the string in_ stands at
+    };
 
 private:
     friend SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
-    static constexpr std::uint32_t kWide = 1u << 31, kJoined = 1u << 30, kRich = 1u << 29, kWhere = kRich - 1;
-    struct Entry {
-        std::uint32_t where;  // the flags above, then the piece the characters lie in or their offset in joined_
-        std::uint16_t at;     // in the piece
-        std::uint16_t cch;
+    struct Place {
+        std::uint32_t piece, at;
+    };
+    struct Joined {
+        std::uint32_t index, at;  // at: where its characters start in joined_
     };
     struct Rich {
         std::uint32_t index, extra, cbExt;  // extra: where the runs start in extra_, the phonetic data after them
         std::uint16_t runs;
     };
-    std::vector<Bytes> pieces_;      // of the SST record, which must outlive the table
-    std::vector<std::byte> joined_;  // split strings, as UTF-16LE
+    // Reads the string in front of `in`, the table's `i`-th.
+    SstString read(PieceReader& in, std::size_t i) const;
+    void seek(PieceReader& in, std::size_t i) const;
+
+    std::vector<Bytes> pieces_;  // of the SST record, which must outlive the table
+    Record first_;
+    StreamContext ctx_;
+    std::size_t size_ = 0;
+    std::vector<Place> checkpoints_;  // of strings 0, kCheckpoint, 2 kCheckpoint, ...
+    std::vector<std::byte> joined_;   // split strings, as UTF-16LE
+    std::vector<Joined> split_;       // in the order of their strings
     std::vector<std::byte> extra_;
-    std::vector<Entry> entries_;
     std::vector<Rich> rich_;  // in the order of their strings
 };
 
