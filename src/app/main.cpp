@@ -4,6 +4,7 @@
 
 #include "app/MainProc.h"
 #include "platform/qt/PlatformFactory.h"
+#include "platform/sys/LocalTimeZone.h"
 #include "platform/sys/MemoryReuse.h"
 #include "ui/MainFormHost.h"
 
@@ -12,6 +13,7 @@
 int main(int argc, char** argv)
 {
     tb::keepFreedMemory();
+    tb::pinLocalTimeZone();
     QApplication qapp(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tamberlin"));
     QApplication::setQuitOnLastWindowClosed(false);  // Main decides when the program ends

@@ -5,6 +5,7 @@
 
 #include "CommandLine.h"
 #include "SplitRun.h"
+#include "platform/sys/LocalTimeZone.h"
 #include "platform/sys/MemoryReuse.h"
 
 #include <cstdio>
@@ -22,5 +23,6 @@ int main(int argc, char** argv)
         return 0;
     }
     tb::keepFreedMemory();
+    tb::pinLocalTimeZone();
     return cli::run(options);
 }
