@@ -10,6 +10,7 @@
 # By hand, not in CI: the full run takes a long while for the peers.
 #
 # usage: bench/run_bench.sh [--build DIR] [--work DIR] [--scale F] [--repeat N] [--peers "lo openpyxl"]
+#                           [--workloads "big big5 many sst xls xls5"]
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 build="$here/../build"
@@ -17,6 +18,7 @@ work="${TMPDIR:-/tmp}/tamberlin-bench"
 scale=1
 peers="lo openpyxl"
 repeat=5
+workloads="big big5 many sst xls xls5"
 while [ $# -gt 0 ]; do
   case "$1" in
     --build) build="$2"; shift 2 ;;
@@ -24,6 +26,7 @@ while [ $# -gt 0 ]; do
     --scale) scale="$2"; shift 2 ;;
     --peers) peers="$2"; shift 2 ;;
     --repeat) repeat="$2"; shift 2 ;;
+    --workloads) workloads="$2"; shift 2 ;;
     *) echo "unknown argument $1" >&2; exit 2 ;;
   esac
 done
@@ -51,7 +54,7 @@ measure() {
 median() { sort -n | awk '{v[NR] = $1} END {print v[int(NR / 2) + 1]}'; }
 
 printf '%-10s %-10s %10s %10s %10s\n' workload tool seconds peak_MB vs_tamberlin
-for wl in big big5 many sst xls xls5; do
+for wl in $workloads; do
   inputs=("$data/$wl"/*.xls*)
   cat "${inputs[@]}" > /dev/null   # warm the page cache for every tool alike
   out="$work/out-$wl"

@@ -66,6 +66,7 @@ public:
     }
     // Raw bytes that may cross pieces anywhere, appended to `out`.
     void bytes(std::size_t n, std::vector<std::byte>& out, const char* what);
+    // Past `n` bytes that may cross pieces anywhere.
     void skip(std::size_t n);
     // A string's characters where they lie, when they lie in one piece.
     // Otherwise they are joined into `joined` as UTF-16LE (a new piece
@@ -100,7 +101,8 @@ public:
     class Walk {
     public:
         explicit Walk(const SstTable& table) : t_(table), in_(table.pieces_, table.first_, table.ctx_) {}
-        // String `i`; each call's `i` at least the one before's.
+        // String `i`; read on from the one before when `i` is at most a
+        // checkpoint's distance past it.
         SstString operator()(std::size_t i);
 
     private:
