@@ -124,8 +124,8 @@ private:
     std::vector<bool> bits_;
 };
 
-// The values of one sheet's cells that lie in a marked area; `sheet` holds
-// the stream from `start` on.
+// The values of one sheet's cells that lie in a marked area, from the
+// sheet's records in `reader`.
 Values sheetValues(SubstreamRecords& reader, const SstTable& strings, const Marks& in)
 {
     Values v;

@@ -61,24 +61,23 @@ void PieceReader::needAcross(std::size_t n, const char* what)
 
 void PieceReader::bytes(std::size_t n, std::vector<std::byte>& out, const char* what)
 {
+    pass(n, &out, what);
+}
+
+void PieceReader::skip(std::size_t n, const char* what)
+{
+    pass(n, nullptr, what);
+}
+
+void PieceReader::pass(std::size_t n, std::vector<std::byte>* out, const char* what)
+{
     while (n > 0) {
         while (leftInPiece() == 0)
             if (!nextPiece())
                 throwDamaged(ctx_, first_, std::string("the shared-string table ends inside ") + what);
         const std::size_t k = std::min(n, leftInPiece());
-        append(out, pieces_[piece_].subspan(at_, k));
-        at_ += k;
-        n -= k;
-    }
-}
-
-void PieceReader::skip(std::size_t n)
-{
-    while (n > 0) {
-        while (leftInPiece() == 0)
-            if (!nextPiece())
-                throwDamaged(ctx_, first_, "the shared-string table ends inside formatting runs or phonetic data");
-        const std::size_t k = std::min(n, leftInPiece());
+        if (out)
+            append(*out, pieces_[piece_].subspan(at_, k));
         at_ += k;
         n -= k;
     }
@@ -217,7 +216,7 @@ SstString SstTable::read(PieceReader& in, std::size_t i) const
         const Bytes extra(extra_);
         s.runs = extra.subspan(r->extra, 4u * r->runs);
         s.ext = extra.subspan(r->extra + 4u * r->runs, r->cbExt);
-        in.skip(4u * h.runs + h.ext);
+        in.skip(4u * h.runs + h.ext, "formatting runs or phonetic data");
     }
     return s;
 }

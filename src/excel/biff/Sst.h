@@ -67,7 +67,7 @@ public:
     // Raw bytes that may cross pieces anywhere, appended to `out`.
     void bytes(std::size_t n, std::vector<std::byte>& out, const char* what);
     // Past `n` bytes that may cross pieces anywhere.
-    void skip(std::size_t n);
+    void skip(std::size_t n, const char* what);
     // A string's characters where they lie, when they lie in one piece.
     // Otherwise they are joined into `joined` as UTF-16LE (a new piece
     // starts with a flags byte of its own, so the width can change) and
@@ -76,6 +76,8 @@ public:
 
 private:
     void needAcross(std::size_t n, const char* what);
+    // Past `n` bytes, appended to `out` unless it is null.
+    void pass(std::size_t n, std::vector<std::byte>* out, const char* what);
 
     std::span<const Bytes> pieces_;
     const Record& first_;
