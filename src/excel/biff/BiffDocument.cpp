@@ -112,7 +112,14 @@ public:
         }
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
-            if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet) || isDialogSheet(*stream, s))
+            if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet))
+                continue;
+            const bool dialog = isDialogSheet(*stream, s);
+            // Where the page cache holds the file in large folios, the kernel
+            // maps a whole folio, up to 2 MB, for the few bytes read here:
+            // kept, twenty sheets would hold 40 MB.
+            bytes_->release();
+            if (dialog)
                 continue;
             worksheets_.push_back(i);
             names_.push_back(toUtf8(s.name));

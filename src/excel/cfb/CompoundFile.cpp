@@ -376,6 +376,11 @@ std::unique_ptr<Storage> openCompoundFile(std::shared_ptr<const tb::ByteSource> 
         throw damaged(file, "compound file directory",
                       "an entry lies beyond the end of the file or is larger than the file (the file is cut off or damaged)");
     }
+    // The allocation tables and the directory are read and kept. Their
+    // sectors lie all over a large file (a DIFAT sector every 8 MB), and
+    // where the page cache holds it in large folios, each read mapped a
+    // whole folio of up to 2 MB.
+    f->bytes->release();
     return std::make_unique<GsfStorage>(f, GRef<GsfInfile>(root), "");
 }
 
