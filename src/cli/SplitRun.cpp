@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iostream>
 #include <sys/stat.h>
+#include <unordered_set>
 
 namespace cli {
 
@@ -52,15 +53,15 @@ std::string fullPath(const std::string& p)
     return (ec ? std::filesystem::path(p) : abs).lexically_normal().string();
 }
 
-bool sameIgnoringCase(const std::string& a, const std::string& b)
+// A path as the task list compares it: ASCII letters folded, as Windows
+// names a file whichever case it is spelled in.
+std::string caseFolded(std::string s)
 {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
+    for (char& c : s) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
     }
-    return true;
+    return s;
 }
 
 // The folder as it stands on disk: every part trimmed of trailing periods
@@ -89,12 +90,12 @@ void createFolder(const std::string& folder)
 bool listWorkbooks(excel::Application& app, const std::vector<std::string>& paths, std::vector<Row>& rows)
 {
     bool ok = true;
+    std::unordered_set<std::string> listed;
+    for (const auto& r : rows)
+        listed.insert(caseFolded(r.sourceFileName));
     for (const auto& given : paths) {
         const std::string path = fullPath(given);
-        bool listed = false;
-        for (const auto& r : rows)
-            listed = listed || sameIgnoringCase(r.sourceFileName, path);
-        if (listed)
+        if (!listed.insert(caseFolded(path)).second)
             continue;
         std::shared_ptr<excel::Workbook> book;
         try {

@@ -18,11 +18,11 @@ constexpr std::uint16_t kDosDate1980 = (0 << 9) | (1 << 5) | 1;  // 1980-01-01
 constexpr std::uint16_t kFlagUtf8 = 1 << 11;
 constexpr std::uint64_t kLimit32 = 0xFFFFFFFFull;
 
-// Parts are compressed whole, as they are held, by libdeflate: at its
-// default level, and above this size at its fastest, since a large sheet
-// part dominates the time of a copy and gains little from more.
-constexpr std::size_t kFastAbove = 1u << 20;
-constexpr int kFastLevel = 1, kNormalLevel = 6;
+// Parts are compressed whole, as they are held, by libdeflate at its
+// fastest level: compressing the rewritten parts is most of a copy's own
+// work, and its default level takes nearly twice as long to make the file
+// 1 to 2% smaller.
+constexpr int kLevel = 1;
 
 class Le {
 public:
@@ -59,19 +59,16 @@ ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(
 
 ZipWriter::~ZipWriter()
 {
-    libdeflate_free_compressor(fast_);
-    libdeflate_free_compressor(normal_);
+    libdeflate_free_compressor(compressor_);
 }
 
-libdeflate_compressor* ZipWriter::compressor(std::size_t size)
+libdeflate_compressor* ZipWriter::compressor()
 {
-    const bool fast = size > kFastAbove;
-    libdeflate_compressor*& c = fast ? fast_ : normal_;
-    if (c == nullptr)
-        c = libdeflate_alloc_compressor(fast ? kFastLevel : kNormalLevel);
-    if (c == nullptr)
+    if (compressor_ == nullptr)
+        compressor_ = libdeflate_alloc_compressor(kLevel);
+    if (compressor_ == nullptr)
         throw engineError(file_, "cannot compress: not enough memory for the compressor");
-    return c;
+    return compressor_;
 }
 
 void ZipWriter::flush()
@@ -101,7 +98,7 @@ void ZipWriter::add(const std::string& name, std::string_view data)
 {
     if (data.size() >= kLimit32)
         throw engineError(file_, "the part '" + name + "' is too large to be written (4 GiB or more)");
-    libdeflate_compressor* c = compressor(data.size());
+    libdeflate_compressor* c = compressor();
     const std::size_t bound = libdeflate_deflate_compress_bound(c, data.size());
     if (compressed_.size() < bound)
         compressed_.resize(bound);

@@ -49,8 +49,7 @@ private:
                    const void* data, std::uint64_t compressedSize);
     void put(const void* data, std::size_t n);
     void flush();
-    // The compressor for a part of `size` bytes.
-    libdeflate_compressor* compressor(std::size_t size);
+    libdeflate_compressor* compressor();
 
     tb::ByteSink& sink_;
     std::string file_;
@@ -58,11 +57,10 @@ private:
     std::vector<Central> central_;
     bool finished_ = false;
     // Small writes are gathered so that a file gets few large writes; the
-    // compressors and their output buffer are kept from part to part.
+    // compressor and its output buffer are kept from part to part.
     std::vector<std::byte> buffer_;
     std::vector<unsigned char> compressed_;
-    libdeflate_compressor* fast_ = nullptr;
-    libdeflate_compressor* normal_ = nullptr;
+    libdeflate_compressor* compressor_ = nullptr;
 };
 
 }  // namespace excel::zip
