@@ -3,7 +3,7 @@
 #include "Application.h"
 #include "Workbook.h"
 #include "platform/sys/Error.h"
-#include "platform/sys/MappedFile.h"
+#include "platform/sys/FileBytes.h"
 #include "platform/sys/MemoryReuse.h"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ std::shared_ptr<Workbook> Workbooks::Open(const std::string& filename)
         }
     }
 
-    auto bytes = tb::fs::MappedFile::open(path);
+    auto bytes = tb::fs::openFileBytes(path);
     auto doc = openDocument(bytes, fullName);
     auto book = std::shared_ptr<Workbook>(new Workbook(app_, std::move(doc), fullName, path.filename().string(), bytes));
     app_.adopt(book);

@@ -5,7 +5,7 @@
 
 #include "excel/zip/ZipWriter.h"
 #include "platform/sys/Error.h"
-#include "platform/sys/MappedFile.h"
+#include "platform/sys/FileBytes.h"
 #include "ui/Twips.h"
 
 #include <QApplication>
@@ -52,7 +52,7 @@ private:
 // carry a name that Excel refuses.
 void renameSheet(const fs::path& from, const fs::path& to, const std::string& oldName, const std::string& newName)
 {
-    excel::zip::ZipReader in(tb::fs::MappedFile::open(from), from.string());
+    excel::zip::ZipReader in(tb::fs::openFileBytes(from), from.string());
     tb::MemorySink sink;
     excel::zip::ZipWriter out(sink, to.string());
     for (const auto& e : in.entries()) {

@@ -2,7 +2,7 @@
 
 #include "platform/sys/AtomicFile.h"
 #include "platform/sys/Error.h"
-#include "platform/sys/MappedFile.h"
+#include "platform/sys/FileBytes.h"
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -60,7 +60,7 @@ std::vector<std::byte> encodeUtf16Lines(const std::vector<std::u16string>& lines
 
 std::vector<std::u16string> readUtf16File(const std::filesystem::path& path)
 {
-    auto file = tb::fs::MappedFile::open(path);
+    auto file = tb::fs::openFileBytes(path);
     return parseUtf16Lines(file->bytes());
 }
 
