@@ -53,26 +53,15 @@ measure() {
 # The median of numbers, one a line (the upper one of an even count).
 median() { sort -n | awk '{v[NR] = $1} END {print v[int(NR / 2) + 1]}'; }
 
-# Nothing is deleted until the last timing is taken. On ext4 without a
-# journal, creating a file scans past every inode freed in the last minute
-# (five while its block is unwritten), so a tool run after hundreds of
-# files were deleted pays for the deleting. Old outputs and each repeat's
-# are moved aside (a rename frees no inode) and deleted on exit.
-trash="$work/trash.$$"
-mkdir -p "$trash"
-trap 'rm -rf "$trash"' EXIT
-
 printf '%-10s %-10s %10s %10s %10s\n' workload tool seconds peak_MB vs_tamberlin
 for wl in $workloads; do
   inputs=("$data/$wl"/*.xls*)
   cat "${inputs[@]}" > /dev/null   # warm the page cache for every tool alike
   out="$work/out-$wl"
-  [ ! -e "$out" ] || mv "$out" "$trash/out-$wl.old"
-  mkdir -p "$out"
+  rm -rf "$out"; mkdir -p "$out"
   times=() peak=0
-  for i in $(seq "$repeat"); do
-    [ ! -e "$out/tamberlin" ] || mv "$out/tamberlin" "$trash/$wl.tamberlin.$i"
-    mkdir -p "$out/tamberlin"
+  for _ in $(seq "$repeat"); do
+    rm -rf "$out/tamberlin"; mkdir -p "$out/tamberlin"
     read -r t m < <(measure "$split" -o "$out/tamberlin" "${inputs[@]}")
     times+=("$t")
     [ "$m" = nan ] || [ "$m" -le "$peak" ] || peak=$m
@@ -80,9 +69,10 @@ for wl in $workloads; do
   t_tb=$(printf '%s\n' "${times[@]}" | median)
   printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" tamberlin "$t_tb" "$(echo "$peak/1024" | bc -l)" 1
   floors=()
-  for i in $(seq "$repeat"); do
+  for _ in $(seq "$repeat"); do
     sync
-    floors+=("$("$py" "$here/io_floor.py" "$out/tamberlin" "$trash/$wl.floor.$i" "${inputs[@]}")")
+    floors+=("$("$py" "$here/io_floor.py" "$out/tamberlin" "$out/floor" "${inputs[@]}")")
+    rm -rf "$out/floor"
   done
   t_floor=$(printf '%s\n' "${floors[@]}" | median)
   printf '%-10s %-10s %10s %10s %10s\n' "$wl" io_floor "$t_floor" - "$(echo "scale=2; $t_floor/$t_tb" | bc -l)"
