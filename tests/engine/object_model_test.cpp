@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <map>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 using namespace ooxml_test;
@@ -220,6 +221,18 @@ TEST_F(ObjectModel, ErrorsNameTheFile)
         EXPECT_EQ(e.number(), 1004);
         EXPECT_NE(e.description().find("'" + notBook.string() + "' is not a workbook"), std::string::npos)
             << e.description();
+    }
+    // Neither a folder nor a pipe is read: a pipe would block the read forever.
+    const auto pipe = dir_ / "pipe.xlsx";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const auto& p : {dir_, pipe}) {
+        try {
+            books.Open(p.string());
+            FAIL() << p;
+        } catch (const tb::Error& e) {
+            EXPECT_EQ(e.number(), 75);
+            EXPECT_NE(e.description().find(p.string()), std::string::npos) << e.description();
+        }
     }
     EXPECT_EQ(books.Count(), 0);
     auto src = books.Open(source_);

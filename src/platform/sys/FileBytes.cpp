@@ -70,7 +70,9 @@ std::shared_ptr<const ByteSource> readWhole(int fd, std::size_t size, const std:
 std::shared_ptr<const ByteSource> openFileBytes(const std::filesystem::path& path)
 {
     const std::string p = path.string();
-    const int raw = ::open(p.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without O_NONBLOCK, opening a pipe would wait for a writer before the
+    // check below could refuse it; on an ordinary file the flag does nothing.
+    const int raw = ::open(p.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (raw < 0)
         throw fileError(errno, "Cannot open the file", p);
     const Descriptor fd(raw);
