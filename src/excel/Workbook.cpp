@@ -12,7 +12,8 @@ namespace excel {
 
 Workbook::Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name,
                    std::shared_ptr<const tb::ByteSource> source)
-    : app_(app), doc_(std::move(doc)), source_(std::move(source)), fullName_(std::move(fullName)), name_(std::move(name))
+    : app_(app), doc_(std::move(doc)), source_(std::move(source)), fullName_(std::move(fullName)), name_(std::move(name)),
+      copies_(*doc_, source_)
 {
 }
 
@@ -83,6 +84,7 @@ void Workbook::Close(bool saveChanges)
                         "Cannot close '" + name_ + "' with its changes saved: give it a name with SaveAs first.");
     auto self = shared_from_this();  // keeps this alive while the engine forgets it
     open_ = false;
+    copies_.drop();
     app_.forget(this);
     app_.notifyOperation("Closed " + fullName_);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CopyAhead.h"
 #include "Document.h"
 #include "Worksheets.h"
 
@@ -46,6 +47,7 @@ private:
     std::string fullName_;
     std::string name_;
     bool open_ = true;
+    CopyAhead copies_;  // after doc_ and source_: it reads them until it is gone
 };
 
 }  // namespace excel

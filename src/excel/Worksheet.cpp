@@ -15,11 +15,7 @@ void Worksheet::Copy() const
 {
     book_->requireOpen();
     Application& app = book_->app_;
-    auto doc = book_->document().copyWorksheet(index_, CopySource{book_->FullName(), book_->Name()});
-    // What this copy read of the source need not stay in memory for the
-    // next: without this, memory grows with every sheet read of a large file.
-    if (book_->source_)
-        book_->source_->release();
+    auto doc = book_->copies_.copy(index_, CopySource{book_->FullName(), book_->Name()});
     const std::string name = app.nextNewBookName();
     auto copy = std::shared_ptr<Workbook>(new Workbook(app, std::move(doc), name, name));
     app.adopt(copy);

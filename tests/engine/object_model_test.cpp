@@ -113,9 +113,10 @@ TEST_F(ObjectModel, TheSourceFileIsNeverChangedAndReadsTheSameEveryTime)
             app.ActiveWorkbook()->SaveAs(written.back());
             app.ActiveWorkbook()->Close(false);
         };
-        // Each sheet twice in a row, then all again from the last: a copy
+        // Each sheet twice in a row, then all again from the last: some
+        // copies are made ahead of the request, some when asked, and a copy
         // keeps what it parsed of the sheets its formulas reach for the
-        // next one, and whatever it kept, every copy of a sheet must come out
+        // next one. However it was made, every copy of a sheet must come out
         // as the first did.
         const auto sheets = src->Worksheets().all();
         ASSERT_GE(sheets.size(), 2u);

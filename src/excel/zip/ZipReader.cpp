@@ -43,6 +43,17 @@ struct FileCloser {
     void operator()(zip_file_t* f) const { zip_fclose(f); }
 };
 
+// One decompressor per thread, kept for the thread's life: allocating one
+// per part costs more than inflating a small part.
+libdeflate_decompressor* threadInflater()
+{
+    struct Free {
+        void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
+    };
+    thread_local std::unique_ptr<libdeflate_decompressor, Free> inflater(libdeflate_alloc_decompressor());
+    return inflater.get();
+}
+
 }  // namespace
 
 std::string foldAscii(std::string s)
@@ -114,7 +125,6 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
 ZipReader::~ZipReader() = default;
 
 void ZipReader::Discard::operator()(::zip* z) const { zip_discard(z); }
-void ZipReader::Discard::operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
 
 const Entry* ZipReader::find(const std::string& name) const
 {
@@ -145,6 +155,7 @@ std::string ZipReader::read(const Entry& e) const
                                             " times (a zip bomb)");
     if (e.method == ZIP_CM_DEFLATE)
         return inflate(e);
+    const std::lock_guard lock(archiveMutex_);
     std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, 0));
     if (!f)
         throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));
@@ -183,12 +194,11 @@ std::string ZipReader::inflate(const Entry& e) const
     } catch (const std::bad_alloc&) {
         throw zipDamaged(file_, e.name, "not enough memory for " + std::to_string(e.size) + " bytes");
     }
-    if (!inflater_)
-        inflater_.reset(libdeflate_alloc_decompressor());
-    if (!inflater_)
+    libdeflate_decompressor* inflater = threadInflater();
+    if (!inflater)
         throw zipDamaged(file_, e.name, "not enough memory to inflate it");
     std::size_t used = 0, produced = 0;
-    switch (libdeflate_deflate_decompress_ex(inflater_.get(), raw.data.data(), raw.data.size(), out.data(),
+    switch (libdeflate_deflate_decompress_ex(inflater, raw.data.data(), raw.data.size(), out.data(),
                                              out.size(), &used, &produced)) {
     case LIBDEFLATE_SUCCESS: break;
     case LIBDEFLATE_INSUFFICIENT_SPACE:
@@ -211,6 +221,7 @@ RawEntry ZipReader::readRaw(const Entry& e) const
     const auto span = bytes_->bytes();
     if (e.compressedSize > span.size())
         throw zipDamaged(file_, e.name, "the entry claims more bytes than the file holds");
+    const std::lock_guard lock(archiveMutex_);
     std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, ZIP_FL_COMPRESSED));
     if (!f)
         throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));

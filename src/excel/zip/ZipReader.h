@@ -8,13 +8,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 struct zip;
-struct libdeflate_decompressor;
 
 namespace excel::zip {
 
@@ -64,10 +64,11 @@ private:
     std::string file_;
     struct Discard {
         void operator()(::zip* z) const;
-        void operator()(libdeflate_decompressor* d) const;
     };
     std::unique_ptr<::zip, Discard> archive_;  // discarded even when the constructor throws
-    mutable std::unique_ptr<libdeflate_decompressor, Discard> inflater_;
+    // libzip keeps per-archive state (the error, the source's position): a
+    // copy made on one thread and a save on another read the same archive.
+    mutable std::mutex archiveMutex_;
     std::vector<Entry> entries_;
     std::unordered_map<std::string, std::size_t> byName_;
     std::unordered_map<std::string, std::size_t> byFoldedName_;

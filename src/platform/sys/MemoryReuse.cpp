@@ -10,6 +10,10 @@ void keepFreedMemory()
     // rises after a block has already been handed back.
     mallopt(M_MMAP_THRESHOLD, 32 << 20);
     mallopt(M_TRIM_THRESHOLD, 64 << 20);
+    // The next sheet's copy is made on a second thread and freed on the
+    // first. With an arena per thread, each would keep a sheet's worth of
+    // freed blocks; with one, both reuse the same.
+    mallopt(M_ARENA_MAX, 1);
 }
 
 void giveBackFreedMemory()

@@ -8,7 +8,8 @@
 namespace tb {
 
 // Keeps freed blocks of up to 32 MiB, and up to 64 MiB free at the top of the
-// heap, for the next allocation. Called once, at start.
+// heap, for the next allocation, in one pool for every thread. Called once,
+// at start, before any thread is started.
 void keepFreedMemory();
 
 // Gives back to the system what is kept free; for when a run is over.
