@@ -14,8 +14,7 @@ CopyAhead::~CopyAhead() { drop(); }
 std::unique_ptr<Document> CopyAhead::copy(std::size_t index, const CopySource& source)
 {
     std::unique_ptr<Document> result;
-    if (ahead_.valid() && aheadIndex_ == index && aheadSource_.fullName == source.fullName &&
-        aheadSource_.name == source.name) {
+    if (ahead_.valid() && aheadIndex_ == index && aheadSource_ == source) {
         auto made = std::move(ahead_);
         result = made.get();  // its failure is this call's, as if made now
     } else {

@@ -19,6 +19,8 @@ enum class Family { Ooxml, Biff8 };
 struct CopySource {
     std::string fullName;  // absolute path of the source file
     std::string name;      // its file name
+
+    friend bool operator==(const CopySource&, const CopySource&) = default;
 };
 
 class Document {
