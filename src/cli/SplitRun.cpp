@@ -4,6 +4,7 @@
 #include "excel/Application.h"
 #include "excel/Workbook.h"
 #include "excel/Worksheets.h"
+#include "platform/sys/AsciiCase.h"
 #include "platform/sys/Error.h"
 #include "platform/sys/PathRules.h"
 #include "split/OutputNaming.h"
@@ -53,17 +54,6 @@ std::string fullPath(const std::string& p)
     return (ec ? std::filesystem::path(p) : abs).lexically_normal().string();
 }
 
-// A path as the task list compares it: ASCII letters folded, as Windows
-// names a file whichever case it is spelled in.
-std::string caseFolded(std::string s)
-{
-    for (char& c : s) {
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    }
-    return s;
-}
-
 // The folder as it stands on disk: every part trimmed of trailing periods
 // and blanks, as the file system layer writes it.
 std::filesystem::path onDisk(const std::string& folder) { return tb::fs::windowsNormalized(folder); }
@@ -90,12 +80,12 @@ void createFolder(const std::string& folder)
 bool listWorkbooks(excel::Application& app, const std::vector<std::string>& paths, std::vector<Row>& rows)
 {
     bool ok = true;
-    std::unordered_set<std::string> listed;
+    std::unordered_set<std::string> listed;  // paths folded: Windows names a file whichever case it is spelled in
     for (const auto& r : rows)
-        listed.insert(caseFolded(r.sourceFileName));
+        listed.insert(tb::foldAscii(r.sourceFileName));
     for (const auto& given : paths) {
         const std::string path = fullPath(given);
-        if (!listed.insert(caseFolded(path)).second)
+        if (!listed.insert(tb::foldAscii(path)).second)
             continue;
         std::shared_ptr<excel::Workbook> book;
         try {

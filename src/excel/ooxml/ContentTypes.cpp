@@ -3,6 +3,7 @@
 #include "PartName.h"
 #include "Xml.h"
 #include "excel/zip/ZipReader.h"
+#include "platform/sys/AsciiCase.h"
 
 namespace excel::ooxml {
 
@@ -14,12 +15,12 @@ ContentTypes ContentTypes::parse(std::string_view xml, const std::string& file)
         if (n.type() != pugi::node_element)
             continue;
         if (localName(n) == "Default") {
-            ct.defaults_.emplace_back(zip::foldAscii(n.attribute("Extension").value()), n.attribute("ContentType").value());
+            ct.defaults_.emplace_back(tb::foldAscii(n.attribute("Extension").value()), n.attribute("ContentType").value());
         } else if (localName(n) == "Override") {
             std::string name = n.attribute("PartName").value();
             if (!name.empty() && name[0] == '/')
                 name.erase(0, 1);
-            ct.overrides_[zip::foldAscii(resolveTarget("", "/" + name))] = n.attribute("ContentType").value();
+            ct.overrides_[tb::foldAscii(resolveTarget("", "/" + name))] = n.attribute("ContentType").value();
         }
     }
     return ct;
@@ -27,7 +28,7 @@ ContentTypes ContentTypes::parse(std::string_view xml, const std::string& file)
 
 std::string ContentTypes::typeOf(const std::string& part) const
 {
-    if (auto it = overrides_.find(zip::foldAscii(part)); it != overrides_.end())
+    if (auto it = overrides_.find(tb::foldAscii(part)); it != overrides_.end())
         return it->second;
     const std::string ext = extensionOf(part);
     for (const auto& [e, t] : defaults_) {
@@ -39,7 +40,7 @@ std::string ContentTypes::typeOf(const std::string& part) const
 
 void ContentTypes::setOverride(const std::string& part, const std::string& type)
 {
-    overrides_[zip::foldAscii(part)] = type;
+    overrides_[tb::foldAscii(part)] = type;
 }
 
 void ContentTypes::dropDefaultsOfType(const std::string& type)
@@ -63,7 +64,7 @@ std::string ContentTypes::write(const std::vector<std::string>& parts) const
     if (!haveXml)
         out += "<Default Extension=\"xml\" ContentType=\"application/xml\"/>";
     for (const auto& p : parts) {
-        const auto it = overrides_.find(zip::foldAscii(p));
+        const auto it = overrides_.find(tb::foldAscii(p));
         if (it == overrides_.end())
             continue;
         const std::string ext = extensionOf(p);

@@ -1,6 +1,7 @@
 #include "OutputPackage.h"
 
 #include "excel/zip/ZipWriter.h"
+#include "platform/sys/AsciiCase.h"
 
 namespace excel::ooxml {
 
@@ -22,7 +23,7 @@ void OutputPackage::addStored(std::string name, const zip::Entry& entry)
 bool OutputPackage::has(const std::string& name) const
 {
     for (const auto& p : parts_) {
-        if (zip::foldAscii(p.name) == zip::foldAscii(name))
+        if (tb::foldAscii(p.name) == tb::foldAscii(name))
             return true;
     }
     return false;

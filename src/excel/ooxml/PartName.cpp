@@ -1,6 +1,7 @@
 #include "PartName.h"
 
 #include "excel/zip/ZipReader.h"
+#include "platform/sys/AsciiCase.h"
 
 #include <vector>
 
@@ -130,7 +131,7 @@ std::string extensionOf(const std::string& part)
     const auto dot = part.rfind('.');
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
         return {};
-    return zip::foldAscii(part.substr(dot + 1));
+    return tb::foldAscii(part.substr(dot + 1));
 }
 
 }  // namespace excel::ooxml

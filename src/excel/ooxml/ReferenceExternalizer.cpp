@@ -2,12 +2,13 @@
 
 #include "excel/formula/Tokenizer.h"
 #include "excel/zip/ZipReader.h"
+#include "platform/sys/AsciiCase.h"
 
 namespace excel::ooxml {
 
 using formula::TokenKind;
 
-std::string foldName(const std::string& s) { return zip::foldAscii(s); }
+std::string foldName(const std::string& s) { return tb::foldAscii(s); }
 
 ReferenceExternalizer::ReferenceExternalizer(std::vector<std::string> sheetNames, std::string ownSheet,
                                              std::set<std::string> ownTables, int bookIndex)
@@ -43,7 +44,7 @@ std::string quotedBody(const std::string& s)
 
 bool isBoolWord(const std::string& s)
 {
-    const std::string f = zip::foldAscii(s);
+    const std::string f = tb::foldAscii(s);
     return f == "true" || f == "false";
 }
 }  // namespace

@@ -9,6 +9,7 @@
 #include "Xml.h"
 #include "excel/EngineError.h"
 #include "excel/formula/CellRange.h"
+#include "platform/sys/AsciiCase.h"
 
 #include <algorithm>
 #include <charconv>
@@ -55,9 +56,9 @@ public:
         sheet_ = &src_.sheets()[sheetPos_];
         for (const auto& s : src_.sheets()) {
             if (s.part != sheet_->part)
-                excluded_.insert(zip::foldAscii(s.part));
+                excluded_.insert(tb::foldAscii(s.part));
         }
-        excluded_.insert(zip::foldAscii(src_.workbookPart()));
+        excluded_.insert(tb::foldAscii(src_.workbookPart()));
     }
 
     OutputPackage run()
@@ -105,7 +106,7 @@ private:
         while (!todo.empty()) {
             const std::string part = todo.back();
             todo.pop_back();
-            if (!closureSet_.insert(zip::foldAscii(part)).second)
+            if (!closureSet_.insert(tb::foldAscii(part)).second)
                 continue;
             closure_.push_back(part);
             for (const auto& r : src_.relsOf(part)) {
@@ -114,7 +115,7 @@ private:
                 if (r.part.empty())
                     throw damaged(src_.file(), "part '" + relsPartOf(part) + "'",
                                   "the relationship '" + r.id + "' points outside the package");
-                if (excluded_.count(zip::foldAscii(r.part)))
+                if (excluded_.count(tb::foldAscii(r.part)))
                     continue;
                 if (!src_.has(r.part))
                     throw damaged(src_.file(), "part '" + relsPartOf(part) + "'",
@@ -124,7 +125,7 @@ private:
         }
     }
 
-    bool inClosure(const std::string& part) const { return closureSet_.count(zip::foldAscii(part)) != 0; }
+    bool inClosure(const std::string& part) const { return closureSet_.count(tb::foldAscii(part)) != 0; }
 
     void chooseWorkbookRels()
     {
@@ -535,7 +536,7 @@ private:
             out_.addText(relsPartOf(linkPart), writeRelationships({path}));
         }
         for (const auto& p : closure_) {
-            if (zip::foldAscii(p) != zip::foldAscii(sstPart_))
+            if (tb::foldAscii(p) != tb::foldAscii(sstPart_))
                 addPartWithRels(p);
         }
 

@@ -1,6 +1,7 @@
 #include "ZipReader.h"
 
 #include "ZipError.h"
+#include "platform/sys/AsciiCase.h"
 
 #include <libdeflate.h>
 #include <zip.h>
@@ -56,15 +57,6 @@ libdeflate_decompressor* threadInflater()
 
 }  // namespace
 
-std::string foldAscii(std::string s)
-{
-    for (char& c : s) {
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    }
-    return s;
-}
-
 ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string file)
     : bytes_(std::move(bytes)), file_(std::move(file))
 {
@@ -117,7 +109,7 @@ ZipReader::ZipReader(std::shared_ptr<const tb::ByteSource> bytes, std::string fi
             throw zipDamaged(file_, "", "the package's parts would inflate to more than " +
                                             std::to_string(kMaxPackageSize >> 30) + " GiB in all (a zip bomb)");
         byName_.emplace(e.name, entries_.size());
-        byFoldedName_.emplace(foldAscii(e.name), entries_.size());
+        byFoldedName_.emplace(tb::foldAscii(e.name), entries_.size());
         entries_.push_back(std::move(e));
     }
 }
@@ -130,7 +122,7 @@ const Entry* ZipReader::find(const std::string& name) const
 {
     if (auto it = byName_.find(name); it != byName_.end())
         return &entries_[it->second];
-    if (auto it = byFoldedName_.find(foldAscii(name)); it != byFoldedName_.end())
+    if (auto it = byFoldedName_.find(tb::foldAscii(name)); it != byFoldedName_.end())
         return &entries_[it->second];
     return nullptr;
 }

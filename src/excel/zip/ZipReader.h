@@ -74,6 +74,4 @@ private:
     std::unordered_map<std::string, std::size_t> byFoldedName_;
 };
 
-std::string foldAscii(std::string s);
-
 }  // namespace excel::zip
