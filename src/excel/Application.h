@@ -8,6 +8,7 @@
 
 #include "ApplicationObserver.h"
 #include "Workbooks.h"
+#include "WorkerThread.h"
 
 #include <memory>
 #include <string>
@@ -75,6 +76,8 @@ private:
     Workbooks workbooks_;
     ApplicationObserver* observer_ = nullptr;
     AlertPrompter* prompter_ = nullptr;
+    // Shared with every workbook, which may outlive the application.
+    std::shared_ptr<WorkerThread> worker_ = std::make_shared<WorkerThread>();
 };
 
 }  // namespace excel

@@ -1,11 +1,12 @@
 #include "CopyAhead.h"
 
-#include <system_error>
+#include <new>
 
 namespace excel {
 
-CopyAhead::CopyAhead(const Document& doc, std::shared_ptr<const tb::ByteSource> bytes)
-    : doc_(doc), bytes_(std::move(bytes))
+CopyAhead::CopyAhead(const Document& doc, std::shared_ptr<const tb::ByteSource> bytes,
+                     std::shared_ptr<WorkerThread> worker)
+    : doc_(doc), bytes_(std::move(bytes)), worker_(std::move(worker))
 {
 }
 
@@ -45,14 +46,17 @@ std::unique_ptr<Document> CopyAhead::copyNow(std::size_t index, const CopySource
 
 void CopyAhead::startNext(std::size_t index, const CopySource& source) noexcept
 {
-    if (index >= doc_.worksheetNames().size())
+    if (!worker_ || index >= doc_.worksheetNames().size())
         return;
     try {
+        auto task = std::make_shared<std::packaged_task<std::unique_ptr<Document>()>>(
+            [this, index, source] { return copyNow(index, source); });
+        auto made = task->get_future();
+        if (!worker_->post([task] { (*task)(); }))
+            return;  // no thread to spare: the next copy is made when asked for
         aheadSource_ = source;
         aheadIndex_ = index;
-        ahead_ = std::async(std::launch::async, [this, index, source] { return copyNow(index, source); });
-    } catch (const std::system_error&) {
-        // No thread to spare: the next copy is made when asked for.
+        ahead_ = std::move(made);
     } catch (const std::bad_alloc&) {
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
-// The copies made of one source workbook, the next sheet's made ahead on a
-// second thread. A split asks for the copy of a sheet, saves it, closes it
+// The copies made of one source workbook, the next sheet's made ahead on the
+// engine's worker thread. A split asks for the copy of a sheet, saves it, closes it
 // and asks for the next sheet's: while the caller writes one copy to disk,
 // the next is read and rewritten. The copy made ahead is the one the caller
 // would get (same sheet, same source name, same bytes read); a request for
@@ -11,6 +11,7 @@
 // meanwhile (names, saving other workbooks) reads only state fixed at open.
 
 #include "Document.h"
+#include "WorkerThread.h"
 
 #include <cstddef>
 #include <future>
@@ -22,7 +23,10 @@ class CopyAhead {
 public:
     // `bytes`: the file's, handed back after each copy so that memory does
     // not grow with the sheets read; null for a workbook held in memory.
-    CopyAhead(const Document& doc, std::shared_ptr<const tb::ByteSource> bytes);
+    // `worker`: where copies are made ahead; with none, each is made when
+    // asked for.
+    CopyAhead(const Document& doc, std::shared_ptr<const tb::ByteSource> bytes,
+              std::shared_ptr<WorkerThread> worker);
     ~CopyAhead();
     CopyAhead(const CopyAhead&) = delete;
     CopyAhead& operator=(const CopyAhead&) = delete;
@@ -40,6 +44,7 @@ private:
 
     const Document& doc_;
     std::shared_ptr<const tb::ByteSource> bytes_;
+    std::shared_ptr<WorkerThread> worker_;  // outlives every copy queued on it
     std::future<std::unique_ptr<Document>> ahead_;
     std::size_t aheadIndex_ = 0;
     CopySource aheadSource_;

@@ -13,7 +13,7 @@ namespace excel {
 Workbook::Workbook(Application& app, std::unique_ptr<Document> doc, std::string fullName, std::string name,
                    std::shared_ptr<const tb::ByteSource> source)
     : app_(app), doc_(std::move(doc)), source_(std::move(source)), fullName_(std::move(fullName)), name_(std::move(name)),
-      copies_(*doc_, source_)
+      copies_(*doc_, source_, app.worker_)
 {
 }
 

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <thread>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -34,6 +35,10 @@ private:
     std::vector<std::string> names_;
 };
 
+// How many copies this thread has made, in every test: a thread kept for
+// many copies counts up, a thread started for each counts one.
+thread_local int copiesOnThisThread = 0;
+
 // A source whose copies note what was asked and on which thread, fail for
 // one sheet, and for one sheet wait until the test lets them go on.
 class ScriptedSource final : public Document {
@@ -49,6 +54,7 @@ public:
     {
         std::unique_lock lock(mutex_);
         made.emplace_back(index, source.fullName, std::this_thread::get_id());
+        turns.push_back(++copiesOnThisThread);
         if (index == held) {
             ++waiting;
             changed_.notify_all();
@@ -89,6 +95,7 @@ public:
     mutable int finished = 0;
     std::atomic<bool> alive{true};
     mutable std::vector<std::tuple<std::size_t, std::string, std::thread::id>> made;
+    mutable std::vector<int> turns;  // of each copy in `made`, on its thread
 
 private:
     std::vector<std::string> names_;
@@ -103,7 +110,7 @@ const MadeCopy& asMade(const std::unique_ptr<Document>& d) { return dynamic_cast
 TEST(CopyAhead, SheetsAskedInOrderAreEachCopiedOnceTheNextOnAnotherThread)
 {
     ScriptedSource doc(4);
-    excel::CopyAhead copies(doc, nullptr);
+    excel::CopyAhead copies(doc, nullptr, std::make_shared<excel::WorkerThread>());
     const CopySource src{"/data/a.xls", "a.xls"};
     for (std::size_t i = 0; i < 4; ++i)
         EXPECT_EQ(asMade(copies.copy(i, src)).index, i);
@@ -118,7 +125,7 @@ TEST(CopyAhead, SheetsAskedInOrderAreEachCopiedOnceTheNextOnAnotherThread)
 TEST(CopyAhead, AnotherSheetOrAnotherSourceNameIsCopiedWhenAsked)
 {
     ScriptedSource doc(4);
-    excel::CopyAhead copies(doc, nullptr);
+    excel::CopyAhead copies(doc, nullptr, std::make_shared<excel::WorkerThread>());
     const CopySource a{"/data/a.xls", "a.xls"}, b{"/data/b.xls", "b.xls"};
     copies.copy(0, a);  // sheet 1 made ahead
     const auto third = copies.copy(2, a);
@@ -136,7 +143,7 @@ TEST(CopyAhead, AFailureReachesOnlyTheCallForItsSheet)
     ScriptedSource doc(4);
     doc.failing = 2;
     {
-        excel::CopyAhead copies(doc, nullptr);
+        excel::CopyAhead copies(doc, nullptr, std::make_shared<excel::WorkerThread>());
         const CopySource src{"/data/a.xls", "a.xls"};
         EXPECT_NO_THROW(copies.copy(1, src));  // sheet 2 fails ahead, unseen
         try {
@@ -158,7 +165,7 @@ TEST(CopyAhead, TheCopyUnderWayEndsBeforeTheSourceGoes)
     auto doc = std::make_unique<ScriptedSource>(2);
     doc->held = 1;
     ScriptedSource& d = *doc;
-    auto copies = std::make_unique<excel::CopyAhead>(d, nullptr);
+    auto copies = std::make_unique<excel::CopyAhead>(d, nullptr, std::make_shared<excel::WorkerThread>());
     copies->copy(0, {"/data/a.xls", "a.xls"});
     d.waitUntilHeld();
     std::thread release([&] {
@@ -169,4 +176,68 @@ TEST(CopyAhead, TheCopyUnderWayEndsBeforeTheSourceGoes)
     EXPECT_EQ(d.finished, 2);
     doc.reset();
     release.join();
+}
+
+TEST(CopyAhead, TheCopiesMadeAheadForEveryWorkbookShareOneThread)
+{
+    ScriptedSource first(3), second(3);
+    auto worker = std::make_shared<excel::WorkerThread>();
+    {
+        excel::CopyAhead a(first, nullptr, worker), b(second, nullptr, worker);
+        a.copy(0, {"/data/a.xls", "a.xls"});
+        a.copy(1, {"/data/a.xls", "a.xls"});
+        b.copy(0, {"/data/b.xls", "b.xls"});
+    }
+    ASSERT_EQ(first.made.size(), 3u);
+    ASSERT_EQ(second.made.size(), 2u);
+    EXPECT_NE(std::get<2>(first.made[1]), std::this_thread::get_id());
+    // Thread ids can be reused once a thread ends; a count on the thread cannot.
+    EXPECT_EQ(first.turns[1], 1);
+    EXPECT_EQ(first.turns[2], 2);
+    EXPECT_EQ(second.turns[1], 3);
+}
+
+TEST(CopyAhead, WithNoWorkerEachCopyIsMadeWhenAskedForOnTheCallersThread)
+{
+    ScriptedSource doc(3);
+    excel::CopyAhead copies(doc, nullptr, nullptr);
+    const CopySource src{"/data/a.xls", "a.xls"};
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(asMade(copies.copy(i, src)).index, i);
+    ASSERT_EQ(doc.made.size(), 3u);
+    for (const auto& [index, file, thread] : doc.made)
+        EXPECT_EQ(thread, std::this_thread::get_id()) << index;
+}
+
+TEST(WorkerThread, DoesItsJobsInTurnAndEndsOnlyWhenAllAreDone)
+{
+    std::vector<int> done;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool started = false, release = false;
+    std::thread releaser;
+    {
+        excel::WorkerThread worker;
+        ASSERT_TRUE(worker.post([&] {
+            std::unique_lock lock(mutex);
+            started = true;
+            changed.notify_all();
+            changed.wait(lock, [&] { return release; });
+            done.push_back(0);
+        }));
+        {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return started; });
+        }
+        for (int i = 1; i <= 3; ++i)
+            ASSERT_TRUE(worker.post([&, i] { done.push_back(i); }));
+        releaser = std::thread([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::lock_guard lock(mutex);
+            release = true;
+            changed.notify_all();
+        });
+    }  // ends while the first job still waits: the three queued are done first
+    releaser.join();
+    EXPECT_EQ(done, (std::vector<int>{0, 1, 2, 3}));
 }
