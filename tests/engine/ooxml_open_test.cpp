@@ -147,12 +147,19 @@ TEST(OoxmlOpen, DamagedPartDataIsFoundWhenThePartIsRead)
     // The directory is whole, so the package lists; the second sheet's data
     // is not, and copying that sheet must say so and name the part.
     const std::string part = "xl/worksheets/sheet2.xml";
+    std::string rows;  // enough of them that the part is deflated, not stored
+    for (int r = 1; r <= 100; ++r)
+        rows += "<row r=\"" + std::to_string(r) + "\"><c r=\"A" + std::to_string(r) + "\"><v>" + std::to_string(r) +
+                "</v></c></row>";
     const auto good = zipOf(minimalWorkbook("<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/"
-                                            "main\"><sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row>"
-                                            "</sheetData></worksheet>"));
+                                            "main\"><sheetData>" + rows + "</sheetData></worksheet>"));
     const std::string text(reinterpret_cast<const char*>(good.data()), good.size());
-    const std::size_t local = text.find(part) - 30, central = text.rfind(part) - 46;
+    std::size_t local = 0;  // the part's local header, not its name quoted in another part
+    while (text.compare(local, 4, "PK\3\4") != 0 || text.compare(local + 30, part.size(), part) != 0)
+        local = text.find("PK\3\4", local + 1);
+    const std::size_t central = text.rfind(part) - 46;
     ASSERT_LT(local, central);
+    ASSERT_EQ(text[local + 8], 8) << "the part is not deflated";
     auto damaged = [&](auto change) {
         auto bytes = good;
         change(bytes);

@@ -57,10 +57,9 @@ private:
     std::vector<Central> central_;
     bool finished_ = false;
     // Small writes are gathered so that a file gets few large writes; the
-    // compressor and its output buffer are kept from part to part.
+    // compressor's output buffer is kept from part to part.
     std::vector<std::byte> buffer_;
     std::vector<unsigned char> compressed_;
-    libdeflate_compressor* compressor_ = nullptr;
 };
 
 }  // namespace excel::zip
