@@ -90,5 +90,17 @@ rmdir "$work/out/crossref" "$work/out"
 "$split" -o "$work/out" "$work/in/crossref.xlsx" > "$work/stdout" 2> "$work/stderr"; rc=$?
 check "vanished output folder: exit 2, says so" "[ $rc -eq 2 ] && grep -q 'does not exist' '$work/stderr'"
 
+# The program copied without the module beside it that reads .xls files:
+# workbooks of the other family still split; an .xls gets an error naming it
+# and the module, and nothing is written for it.
+mkdir -p "$work/alone" "$work/out"
+cp "$split" "$work/alone/"
+"$work/alone/tamberlin-split" -o "$work/out" "$work/in/crossref.xlsx" "$work/in/crossref.xls" \
+  > "$work/stdout" 2> "$work/stderr"; rc=$?
+check "no .xls module: exit status 1, error 1004 naming the workbook and the module" \
+  "[ $rc -eq 1 ] && grep -q 'error 1004' '$work/stderr' && grep -qF '$work/in/crossref.xls' '$work/stderr' && grep -q 'tamberlin-cfb.so' '$work/stderr'"
+check "no .xls module: the .xlsx is split, nothing written for the .xls" \
+  "[ -n \"\$(find '$work/out/crossref' -name '*.xls' -newer '$work/alone/tamberlin-split')\" ] && [ \"\$(find '$work/out' -type f | wc -l)\" -eq \"\$(grep -c . '$work/stdout')\" ]"
+
 check "sources unchanged" "sources_unchanged"
 exit $fail

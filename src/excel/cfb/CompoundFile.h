@@ -1,5 +1,6 @@
 #pragma once
-// OLE2 compound files [MS-CFB] through libgsf. Reading works over bytes that
+// OLE2 compound files [MS-CFB] through libgsf, in a module loaded with the
+// first compound file (GsfModule.h). Reading works over bytes that
 // are already in memory (the mapped file) without copying them; streams are
 // read on demand, so a caller that needs the start of a stream reads only that.
 // Writing goes straight to a ByteSink, which is asked at the end to rewrite
