@@ -5,8 +5,8 @@
 #include <libdeflate.h>
 
 #include <array>
-#include <memory>
 #include <cstring>
+#include <memory>
 
 namespace excel::zip {
 
@@ -77,8 +77,6 @@ ZipWriter::ZipWriter(tb::ByteSink& sink, std::string file) : sink_(sink), file_(
 {
     buffer_.reserve(kBufferSize);
 }
-
-ZipWriter::~ZipWriter() = default;
 
 libdeflate_compressor* ZipWriter::compressor()
 {

@@ -25,11 +25,10 @@ class ZipWriter {
 public:
     // `file` names the archive in errors.
     ZipWriter(tb::ByteSink& sink, std::string file);
-    ~ZipWriter();
     ZipWriter(const ZipWriter&) = delete;
     ZipWriter& operator=(const ZipWriter&) = delete;
 
-    // Deflates `data` and adds it as `name`.
+    // Adds `data` as `name`: deflated, or stored when it is short.
     void add(const std::string& name, std::string_view data);
     // Adds an entry exactly as another archive stored it.
     void addRaw(const std::string& name, const RawEntry& raw);
