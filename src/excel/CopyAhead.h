@@ -2,9 +2,9 @@
 // The copies made of one source workbook, the next sheet's made ahead on the
 // engine's worker thread. A split asks for the copy of a sheet, saves it,
 // closes it and asks for the next sheet's: while the caller writes one copy
-// to disk, the next is read and rewritten. The copy made ahead is the one the caller
-// would get (same sheet, same source name, same bytes read); a request for
-// any other waits for it to end and drops it.
+// to disk, the next is read and rewritten. The copy made ahead is the one
+// the caller would get (same sheet, same source name, same bytes read); a
+// request for any other waits for it to end and drops it.
 //
 // While a copy is under way only its thread reads the document's lazily
 // built state: every call here first waits for it. What the caller does
