@@ -7,7 +7,7 @@
 
 namespace app {
 
-QString openHelp(platform::Shell& shell, const QString& appDir)
+void openHelp(platform::Shell& shell, const QString& appDir)
 {
     QString target = appFile(appDir, QStringLiteral("\\help\\help.chm"));
     if (!shell.hasDefaultHandler(target)) {
@@ -16,7 +16,6 @@ QString openHelp(platform::Shell& shell, const QString& appDir)
             target = pages;
     }
     shell.openWithDefaultHandler(target);
-    return target;
 }
 
 }  // namespace app

@@ -11,8 +11,8 @@ class Shell;
 
 namespace app {
 
-// Hands the help to the desktop and returns what it handed over. The outcome
-// is not waited for: a help that is missing altogether opens nothing.
-QString openHelp(platform::Shell& shell, const QString& appDir);
+// Hands the help to the desktop. The outcome is not waited for: a help that
+// is missing altogether opens nothing.
+void openHelp(platform::Shell& shell, const QString& appDir);
 
 }  // namespace app
