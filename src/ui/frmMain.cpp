@@ -3,10 +3,9 @@
 #include "KeyCodes.h"
 #include "ListDrop.h"
 #include "Twips.h"
-#include "app/AppPaths.h"
 #include "app/CommonDefine.h"
-#include "app/HelpFile.h"
 #include "app/Globals.h"
+#include "app/HelpFile.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
