@@ -151,6 +151,9 @@ private slots:
     {
         if (QStandardPaths::findExecutable("xdg-mime").isEmpty())
             QSKIP("xdg-mime (xdg-utils) is not installed");
+        // The generic lookup, whatever desktop runs the tests.
+        for (const char* v : {"XDG_CURRENT_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION", "GNOME_DESKTOP_SESSION_ID"})
+            qunsetenv(v);
         support::TempDir home;
         fs::create_directories(home / "data" / "applications");
         fs::create_directories(home / "config");
