@@ -34,6 +34,7 @@ public:
 
     QString browseForFolder(const QString&, const QString&) override { return folder_; }
     void openWithDefaultHandler(const QString&) override {}
+    bool hasDefaultHandler(const QString&) override { return true; }
     bool startDetached(const QString&, const QStringList&) override { return true; }
 
 private:

@@ -2,6 +2,7 @@
 
 #include "AppPaths.h"
 #include "CommonDefine.h"
+#include "SettingsLocation.h"
 #include "TextToBoolean.h"
 #include "platform/Platform.h"
 
@@ -25,7 +26,8 @@ void Main(Globals& g, const MainHooks& hooks)
 {
     try {
         g.helpFile = appFile(g.appDir, QStringLiteral("\\help\\help.chm"));
-        g.gSetting = std::make_unique<clsSetting>(appFile(g.appDir, QStringLiteral("\\Config\\Config.cfg")),
+        const QString shipped = appFile(g.appDir, QStringLiteral("\\Config\\Config.cfg"));
+        g.gSetting = std::make_unique<clsSetting>(chooseSettingsFile(shipped, UserFolders::fromEnvironment()),
                                                   g.platform.messageBox());
         if (!InitExcelApp(g, hooks))
             return;

@@ -16,6 +16,7 @@ int main(int argc, char** argv)
     tb::pinLocalTimeZone();
     QApplication qapp(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tamberlin"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.tamberlin.Tamberlin"));  // the menu entry's id
     QApplication::setQuitOnLastWindowClosed(false);  // Main decides when the program ends
     auto platform = platform::createPlatform();
     {

@@ -56,6 +56,9 @@ public:
     // Hands a file, folder or URL to the desktop's default handler, detached;
     // the outcome is not waited for.
     virtual void openWithDefaultHandler(const QString& target) = 0;
+    // True when the desktop has a program registered for files of this
+    // file's type, so that handing it over opens something.
+    virtual bool hasDefaultHandler(const QString& file) = 0;
     // Starts a program detached. False when it could not be started.
     virtual bool startDetached(const QString& program, const QStringList& arguments) = 0;
 };

@@ -20,6 +20,12 @@ QString trimBlanks(const QString& s)
         --end;
     return s.mid(begin, end - begin);
 }
+
+// The folder report, for the failure being handled.
+void showFolderError(platform::MessageBox& box, const QString& folder)
+{
+    box.show(app::folderErrorText(app::toError(std::current_exception()), folder), platform::mb::OkOnly);
+}
 }  // namespace
 
 void frmMain::mnuAddFile_Click()
@@ -41,16 +47,24 @@ void frmMain::mnuAddFolder_Click()
     QString folder;
     try {
         folder = app::BrowseForFolderPath(g_.platform.folderBrowser(), QStringLiteral("Add all Excel files in the folder"));
-        if (folder.isEmpty())
-            return;
+    } catch (...) {
+        showFolderError(g_.platform.messageBox(), folder);
+        return;
+    }
+    if (!folder.isEmpty())
+        AddFolderWorkbooks(folder);
+}
+
+void frmMain::AddFolderWorkbooks(QString folder)
+{
+    try {
         folder = app::AddTrailingBackslash(folder);
         for (const char* extension : {".xls", ".xlsx"}) {
             for (const std::string& name : tasklist::scanFolder(folder.toStdString(), extension))
                 UpdateListView(folder + QString::fromStdString(name));
         }
     } catch (...) {
-        g_.platform.messageBox().show(app::folderErrorText(app::toError(std::current_exception()), folder),
-                                      platform::mb::OkOnly);
+        showFolderError(g_.platform.messageBox(), folder);
     }
 }
 

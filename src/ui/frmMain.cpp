@@ -1,10 +1,11 @@
 #include "frmMain.h"
 
 #include "KeyCodes.h"
+#include "ListDrop.h"
 #include "Twips.h"
-#include "app/AppPaths.h"
 #include "app/CommonDefine.h"
 #include "app/Globals.h"
+#include "app/HelpFile.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
@@ -40,6 +41,7 @@ frmMain::frmMain(app::Globals& g, QWidget* parent) : QWidget(parent), g_(g)
     setWindowTitle(QString());
     buildControls();
     buildMenus();
+    new ListDrop(*this);  // files and folders dropped onto the list
     // The window sees every key first, whichever of its controls has the focus.
     qApp->installEventFilter(this);
 }
@@ -185,7 +187,7 @@ void frmMain::Form_KeyDown(int KeyCode, int /*Shift*/)
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("Form_KeyDown"), [&] {
         if (KeyCode == vbKeyF1)
-            g_.platform.shell().openWithDefaultHandler(app::appFile(g_.appDir, QStringLiteral("\\help\\help.chm")));
+            app::openHelp(g_.platform.shell(), g_.appDir);
     });
 }
 

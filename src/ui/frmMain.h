@@ -39,6 +39,9 @@ public:
 
     // The task list.
     void UpdateListView(const QString& WorkbookPath);
+    // Lists a folder's workbooks as Add Folder does once it has the folder:
+    // its .xls files, then its .xlsx files; a failure is the folder report.
+    void AddFolderWorkbooks(QString folder);
     // The 1-based index of the first row whose path (column 1) is `sz` with
     // case ignored, or 0 when there is none.
     int FindItem(const QString& sz) const;

@@ -45,10 +45,12 @@ public:
 class RecordingShell final : public platform::Shell {
 public:
     void openWithDefaultHandler(const QString& target) override { opened.append(target); }
+    bool hasDefaultHandler(const QString&) override { return handlerRegistered; }
     bool startDetached(const QString& program, const QStringList& arguments) override;
     QStringList opened;
     QStringList started;  // program and arguments joined by blanks
     bool startSucceeds = true;
+    bool handlerRegistered = true;  // false: the desktop has no program for the file's type
 };
 
 class RecordingKeySender final : public platform::KeySender {

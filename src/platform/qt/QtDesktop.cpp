@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QMimeDatabase>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QWidget>
@@ -15,6 +16,22 @@ void XdgShell::openWithDefaultHandler(const QString& target)
 {
     // The outcome is the desktop's business; the program does not wait for it.
     QProcess::startDetached(QStringLiteral("xdg-open"), {target});
+}
+
+bool XdgShell::hasDefaultHandler(const QString& file)
+{
+    // The type as the shared MIME database names it, then the desktop's
+    // choice for that type as xdg-open would find it.
+    const QString type = QMimeDatabase().mimeTypeForFile(file).name();
+    QProcess query;
+    query.start(QStringLiteral("xdg-mime"), {QStringLiteral("query"), QStringLiteral("default"), type});
+    if (!query.waitForFinished(5000)) {
+        query.kill();
+        query.waitForFinished();
+        return false;
+    }
+    return query.exitStatus() == QProcess::NormalExit && query.exitCode() == 0 &&
+           !query.readAllStandardOutput().trimmed().isEmpty();
 }
 
 bool XdgShell::startDetached(const QString& program, const QStringList& arguments)

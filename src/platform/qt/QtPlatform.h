@@ -23,6 +23,7 @@ public:
 class XdgShell final : public Shell {
 public:
     void openWithDefaultHandler(const QString& target) override;
+    bool hasDefaultHandler(const QString& file) override;
     bool startDetached(const QString& program, const QStringList& arguments) override;
 };
 
