@@ -2,7 +2,6 @@
 
 #include "platform/Platform.h"
 
-#include <new>
 
 namespace app {
 
@@ -23,20 +22,7 @@ QString AddTrailingBackslash(const QString& path)
     return path;
 }
 
-tb::Error toError(std::exception_ptr failure)
-{
-    try {
-        std::rethrow_exception(failure);
-    } catch (const tb::Error& e) {
-        return e;
-    } catch (const std::bad_alloc&) {
-        return tb::Error(7, "Out of memory.");
-    } catch (const std::exception& e) {
-        return tb::Error(51, std::string("Internal error: ") + e.what());
-    } catch (...) {
-        return tb::Error(51, "Internal error.");
-    }
-}
+tb::Error toError(std::exception_ptr failure) { return tb::errorOf(failure); }
 
 QString commonErrorText(const tb::Error& e, const QString& proc)
 {

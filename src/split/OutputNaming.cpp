@@ -1,6 +1,7 @@
 #include "OutputNaming.h"
 
 #include "platform/sys/Error.h"
+#include "platform/sys/PathRules.h"
 
 #include <cstdint>
 #include <vector>
@@ -63,7 +64,7 @@ std::string withTrailingSeparator(const std::string& path)
 
 std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName)
 {
-    return withTrailingSeparator(withTrailingSeparator(chosenFolder) + shortName);
+    return withTrailingSeparator(withTrailingSeparator(chosenFolder) + tb::fs::trimComponent(shortName));
 }
 
 std::string sheetFileName(const std::string& folder, const std::string& sheetName, const std::string& workbook)

@@ -1,7 +1,6 @@
 // Bringing workbooks into the list: one file through the file dialog, or
 // every workbook of a folder.
 
-#include "tasklist/FolderScan.h"
 #include "ui/frmMain.h"
 
 #include "app/CommonDefine.h"
@@ -43,11 +42,7 @@ void frmMain::mnuAddFolder_Click()
         folder = app::BrowseForFolderPath(g_.platform.folderBrowser(), QStringLiteral("Add all Excel files in the folder"));
         if (folder.isEmpty())
             return;
-        folder = app::AddTrailingBackslash(folder);
-        for (const char* extension : {".xls", ".xlsx"}) {
-            for (const std::string& name : tasklist::scanFolder(folder.toStdString(), extension))
-                UpdateListView(folder + QString::fromStdString(name));
-        }
+        AddFolderToList(app::AddTrailingBackslash(folder));
     } catch (...) {
         g_.platform.messageBox().show(app::folderErrorText(app::toError(std::current_exception()), folder),
                                       platform::mb::OkOnly);
