@@ -9,7 +9,6 @@
 
 #include "app/CommonDefine.h"
 #include "app/Globals.h"
-#include "excel/Workbook.h"
 #include "platform/Platform.h"
 
 #include <QCoreApplication>
