@@ -1,6 +1,7 @@
 #include "CommonDefine.h"
 
 #include "platform/Platform.h"
+#include "platform/sys/PathRules.h"
 
 
 namespace app {
@@ -17,9 +18,7 @@ QString BrowseForFolderPath(platform::FolderBrowser& browser, const QString& tit
 
 QString AddTrailingBackslash(const QString& path)
 {
-    if (path.isEmpty() || path.back() != QLatin1Char('/'))
-        return path + QLatin1Char('/');
-    return path;
+    return QString::fromStdString(tb::fs::withTrailingSeparator(path.toStdString()));
 }
 
 tb::Error toError(std::exception_ptr failure) { return tb::errorOf(failure); }

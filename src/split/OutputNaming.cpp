@@ -55,15 +55,9 @@ std::string GetWorkbookShortName(const std::string& workbookName)
     return workbookName.substr(0, end);
 }
 
-std::string withTrailingSeparator(const std::string& path)
-{
-    if (!path.empty() && path.back() == '/')
-        return path;
-    return path + "/";
-}
-
 std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName)
 {
+    using tb::fs::withTrailingSeparator;
     return withTrailingSeparator(withTrailingSeparator(chosenFolder) + tb::fs::trimComponent(shortName));
 }
 

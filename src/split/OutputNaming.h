@@ -17,9 +17,6 @@ namespace split {
 // longer than a signed 16-bit count.
 std::string GetWorkbookShortName(const std::string& workbookName);
 
-// The path with one "/" at its end, unless it already ends in one.
-std::string withTrailingSeparator(const std::string& path);
-
 // withTrailingSeparator(withTrailingSeparator(chosen) + shortName), the short
 // name without its trailing periods and blanks.
 std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName);

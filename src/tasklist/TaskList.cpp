@@ -6,7 +6,6 @@
 #include "platform/sys/Error.h"
 #include "platform/sys/UnicodeCase.h"
 
-
 namespace tasklist {
 
 namespace {

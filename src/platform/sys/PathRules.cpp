@@ -2,6 +2,13 @@
 
 namespace tb::fs {
 
+std::string withTrailingSeparator(const std::string& path)
+{
+    if (!path.empty() && path.back() == '/')
+        return path;
+    return path + "/";
+}
+
 std::string trimComponent(const std::string& component)
 {
     if (component == "." || component == "..")

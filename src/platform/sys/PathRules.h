@@ -11,6 +11,9 @@
 
 namespace tb::fs {
 
+// The path with one "/" at its end, unless its last character is one.
+std::string withTrailingSeparator(const std::string& path);
+
 // One path component with its trailing periods and blanks removed.
 std::string trimComponent(const std::string& component);
 
