@@ -1,5 +1,7 @@
 #include "UnicodeCase.h"
 
+#include "Utf8.h"
+
 #include <locale.h>
 #include <wctype.h>
 
@@ -36,25 +38,6 @@ std::size_t decode(std::string_view s, std::size_t i, char32_t& cp)
     return len;
 }
 
-void encode(char32_t cp, std::string& out)
-{
-    if (cp < 0x80) {
-        out += static_cast<char>(cp);
-    } else if (cp < 0x800) {
-        out += static_cast<char>(0xC0 | (cp >> 6));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        out += static_cast<char>(0xE0 | (cp >> 12));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (cp >> 18));
-        out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    }
-}
-
 char32_t fold(char32_t cp, locale_t locale)
 {
     if (cp < 0x80)
@@ -81,7 +64,7 @@ std::string foldCase(std::string_view utf8)
             out += utf8[i++];
             continue;
         }
-        encode(fold(cp, locale), out);
+        appendUtf8(fold(cp, locale), out);
         i += len;
     }
     return out;
