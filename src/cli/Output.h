@@ -32,8 +32,7 @@ public:
     void rowDone(int index, const tasklist::TaskRow& row, const std::string& written) override;
     void shortNameFailed(const tasklist::TaskRow& row, const tb::Error& error) override;
     void notice(const std::string& workbook, const std::string& text) override;
-    // The run's own end: its failure, if any, on a clean line.
-    void failed(const std::string& workbook, const tb::Error& error);
+    void failed(const std::string& workbook, const tb::Error& error) override;
     bool anyFailed() const { return failed_; }
 
 private:

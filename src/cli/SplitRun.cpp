@@ -55,9 +55,7 @@ int run(const Options& options)
     runOptions.chosenFolder = chosen;
     app.setEnableEvents(false);
     const split::RunResult result = split::run(app, list, runOptions, output);
-    if (result.failure)
-        output.failed(result.failedWorkbook, *result.failure);
-    else
+    if (!result.failure)
         app.setEnableEvents(true);
     if (result.rowsDone != list.count())
         std::fprintf(stderr, "tamberlin-split: %d of %d worksheets written.\n", result.rowsDone, list.count());

@@ -25,6 +25,9 @@ public:
     virtual void shortNameFailed(const tasklist::TaskRow& row, const tb::Error& error) = 0;
     // Something to say about one workbook that is not a failure.
     virtual void notice(const std::string& /*workbook*/, const std::string& /*text*/) {}
+    // The failure that ended the run, at a row of `workbook` (empty when it
+    // came after the last row, closing the engine's workbooks).
+    virtual void failed(const std::string& workbook, const tb::Error& error) = 0;
 };
 
 }  // namespace split

@@ -80,6 +80,7 @@ RunResult run(excel::Application& app, const tasklist::TaskList& rows, const Run
     } catch (...) {
         result.failure = tb::errorOf(std::current_exception());
         result.failedWorkbook = source;
+        report.failed(source, *result.failure);
     }
     return result;
 }

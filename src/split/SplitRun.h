@@ -32,8 +32,9 @@ struct RunResult {
 
 // Works the rows from the first to the last. A source workbook stays open
 // over its adjacent rows; the run asks the engine for the active workbook
-// at every step and holds none. The first failure ends the run: files
-// written before it stay, and what is open in the engine stays open.
+// at every step and holds none. The first failure ends the run: the report
+// hears of it, files written before it stay, and what is open in the engine
+// stays open.
 RunResult run(excel::Application& app, const tasklist::TaskList& rows, const RunOptions& options, RunReport& report);
 
 }  // namespace split

@@ -34,6 +34,10 @@ public:
     {
         app::showCommonErrorReport(form_.g_.platform.messageBox(), error, QStringLiteral("GetWorkbookShortName"));
     }
+    void failed(const std::string&, const tb::Error& error) override
+    {
+        app::showCommonErrorReport(form_.g_.platform.messageBox(), error, QStringLiteral("mnuSplit_Click"));
+    }
 
 private:
     frmMain& form_;
@@ -125,9 +129,14 @@ void frmMain::mnuSplit_Click()
             throw tb::Error(tb::err::Overflow, "Overflow: the list holds " + std::to_string(tasks_.count()) +
                                                    " rows, more than the 32767 a run can take.");
         WindowRun report(*this);
-        const split::RunResult result = split::run(*g_.gExcelApp, tasks_, {chosen.toStdString()}, report);
-        if (result.failure)
-            throw *result.failure;
+        if (split::run(*g_.gExcelApp, tasks_, {chosen.toStdString()}, report).failure) {
+            // A failed run puts the window back; the files of earlier rows
+            // stay, and what is open in the engine stays until the next run
+            // or shutdown.
+            RestoreControlStateAfterSplit();
+            endRun();
+            return;
+        }
         RestoreControlStateAfterSplit();
         running = false;
         SetCurrentListItem(1);
@@ -137,12 +146,8 @@ void frmMain::mnuSplit_Click()
     } catch (...) {
         app::showCommonErrorReport(g_.platform.messageBox(), app::toError(std::current_exception()),
                                    QStringLiteral("mnuSplit_Click"));
-        if (running) {
-            // A failed run puts the window back; the files of earlier rows
-            // stay, and what is open in the engine stays until the next run
-            // or shutdown.
+        if (running)
             RestoreControlStateAfterSplit();
-        }
         endRun();
     }
 }

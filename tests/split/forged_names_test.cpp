@@ -21,8 +21,12 @@ namespace {
 
 const fs::path kData = fs::path(TB_TEST_DATA);
 
-struct Quiet final : tasklist::ListingReport, split::RunReport {
+struct Listing final : tasklist::ListingReport {
     void failed(const std::string& path, const tb::Error& e) override { ADD_FAILURE() << path << ": " << e.description(); }
+};
+
+struct Quiet final : split::RunReport {
+    void failed(const std::string&, const tb::Error&) override {}
     void rowDone(int, const tasklist::TaskRow&, const std::string&) override {}
     void shortNameFailed(const tasklist::TaskRow&, const tb::Error& e) override { ADD_FAILURE() << e.description(); }
 };
@@ -38,8 +42,9 @@ std::pair<std::optional<tb::Error>, std::vector<std::string>> splitBelow(const f
     excel::Application app;
     app.setDisplayAlerts(false);
     tasklist::TaskList list;
+    Listing listing;
+    list.addWorkbook(app, (root / as).string(), listing);
     Quiet quiet;
-    list.addWorkbook(app, (root / as).string(), quiet);
     split::RunOptions options;
     options.chosenFolder = (root / "out").string();
     const auto result = split::run(app, list, options, quiet);

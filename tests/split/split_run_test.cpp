@@ -35,6 +35,10 @@ struct Recorder final : split::RunReport {
         calls.push_back("short name " + fs::path(row.SourceFileName).filename().string() + " " +
                         std::to_string(e.number()));
     }
+    void failed(const std::string& workbook, const tb::Error& e) override
+    {
+        calls.push_back("failed " + fs::path(workbook).filename().string() + " " + std::to_string(e.number()));
+    }
 };
 
 class OperationLog final : public excel::ApplicationObserver {
@@ -175,6 +179,7 @@ TEST_F(SplitRunTest, TheFirstFailureEndsTheRunAndTheFilesBeforeItStay)
     EXPECT_EQ(result.failure->number(), tb::err::PathFileAccess);
     EXPECT_EQ(result.rowsDone, 1);
     EXPECT_EQ(result.failedWorkbook, (in / "Book1.xlsx").string());
+    EXPECT_EQ(report.calls.back(), "failed Book1.xlsx 75");
     EXPECT_TRUE(fs::is_regular_file(out / "Book1" / "Sheet1.xls"));
     EXPECT_FALSE(fs::exists(out / "Book1" / "Sheet3.xls"));
     EXPECT_EQ(app.GetWorkbooks().Count(), 2) << "the source and the unsaved copy stay open";
