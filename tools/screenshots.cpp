@@ -122,7 +122,7 @@ int main(int argc, char** argv)
     grabNextModal(out + QStringLiteral("/about.png"));
     form->mnuAbout_Click();
 
-    form->lvwTask()->setRowCount(0);  // no exit question
+    form->hide();
     g.gMainForm.reset();
     return 0;
 }

@@ -1,8 +1,8 @@
 #include "CommonDefine.h"
 
 #include "platform/Platform.h"
+#include "platform/sys/PathRules.h"
 
-#include <new>
 
 namespace app {
 
@@ -18,25 +18,10 @@ QString BrowseForFolderPath(platform::FolderBrowser& browser, const QString& tit
 
 QString AddTrailingBackslash(const QString& path)
 {
-    if (path.isEmpty() || path.back() != QLatin1Char('/'))
-        return path + QLatin1Char('/');
-    return path;
+    return QString::fromStdString(tb::fs::withTrailingSeparator(path.toStdString()));
 }
 
-tb::Error toError(std::exception_ptr failure)
-{
-    try {
-        std::rethrow_exception(failure);
-    } catch (const tb::Error& e) {
-        return e;
-    } catch (const std::bad_alloc&) {
-        return tb::Error(7, "Out of memory.");
-    } catch (const std::exception& e) {
-        return tb::Error(51, std::string("Internal error: ") + e.what());
-    } catch (...) {
-        return tb::Error(51, "Internal error.");
-    }
-}
+tb::Error toError(std::exception_ptr failure) { return tb::errorOf(failure); }
 
 QString commonErrorText(const tb::Error& e, const QString& proc)
 {

@@ -1,7 +1,7 @@
 // tamberlin-split: the split run from the command line, for machines without
-// a display, scripts and benchmarks. It lists the workbooks as the window's
-// task list does, then works the rows with the same engine calls in the same
-// order as the window's run.
+// a display, scripts and benchmarks. It fills a task list and runs the split
+// as the window does, through the same code; only its options and its
+// output are its own.
 
 #include "CommandLine.h"
 #include "SplitRun.h"

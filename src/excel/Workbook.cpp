@@ -51,7 +51,8 @@ void Workbook::SaveAs(const std::string& filename, int accessMode)
     if (const std::string why = tb::fs::whyUnwritable(raw); !why.empty())
         throw tb::Error(tb::err::EngineFailure,
                         "Cannot save the workbook as '" + filename + "': " + why + ". Nothing was written.");
-    std::filesystem::path target = tb::fs::windowsNormalized(raw);
+    // The file's own name as Windows would make it; its folder as it is.
+    std::filesystem::path target = raw.parent_path() / tb::fs::trimComponent(raw.filename().string());
     std::error_code ec;
     target = std::filesystem::absolute(target, ec).lexically_normal();
 

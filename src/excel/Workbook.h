@@ -20,8 +20,9 @@ public:
     std::string Name() const;
     excel::Worksheets Worksheets();
 
-    // Writes the workbook under `filename` (trailing periods and blanks of
-    // every part trimmed, as the desktop's file rules do) in the family of its
+    // Writes the workbook under `filename` (the file's own name without its
+    // trailing periods and blanks, as the desktop's file rules make it; the
+    // folder taken byte for byte) in the family of its
     // source, atomically. An existing file is replaced, after a question when
     // DisplayAlerts is on; a No fails with 1004. The workbook then bears the
     // new name and stays active. `accessMode` 1 is the only mode.

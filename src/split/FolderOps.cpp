@@ -1,9 +1,9 @@
 #include "FolderOps.h"
 
 #include "platform/sys/Error.h"
-#include "platform/sys/PathRules.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <sys/stat.h>
 
 namespace split {
@@ -13,25 +13,23 @@ bool FolderExists(const std::string& path)
     if (path.empty())
         return false;
     struct stat st {};
-    return ::stat(tb::fs::windowsNormalized(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
 void CreateFolder(const std::string& path)
 {
-    const auto target = tb::fs::windowsNormalized(path);
     for (const auto& part : std::filesystem::path(path)) {
-        const std::string p = part.string();
-        if (p == "." || p == "..")
+        if (part == "." || part == "..")
             throw tb::Error(tb::err::PathNotFound, "Cannot make the folder '" + path + "': the name would leave its folder.");
     }
-    if (::mkdir(target.c_str(), 0777) == 0)
+    if (::mkdir(path.c_str(), 0777) == 0)
         return;
     const int e = errno;
     if (e == EEXIST)
-        throw tb::Error(58, "Cannot make the folder '" + target.string() + "': a file of that name already exists.");
+        throw tb::Error(58, "Cannot make the folder '" + path + "': a file of that name already exists.");
     if (e == ENOENT)
-        throw tb::Error(tb::err::PathNotFound, "Cannot make the folder '" + target.string() + "': its parent folder does not exist.");
-    throw tb::fileError(e, "Cannot make the folder", target.string());
+        throw tb::Error(tb::err::PathNotFound, "Cannot make the folder '" + path + "': its parent folder does not exist.");
+    throw tb::fileError(e, "Cannot make the folder", path);
 }
 
 }  // namespace split

@@ -1,6 +1,7 @@
 #include "OutputNaming.h"
 
 #include "platform/sys/Error.h"
+#include "platform/sys/PathRules.h"
 
 #include <cstdint>
 #include <vector>
@@ -54,16 +55,10 @@ std::string GetWorkbookShortName(const std::string& workbookName)
     return workbookName.substr(0, end);
 }
 
-std::string withTrailingSeparator(const std::string& path)
-{
-    if (!path.empty() && path.back() == '/')
-        return path;
-    return path + "/";
-}
-
 std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName)
 {
-    return withTrailingSeparator(withTrailingSeparator(chosenFolder) + shortName);
+    using tb::fs::withTrailingSeparator;
+    return withTrailingSeparator(withTrailingSeparator(chosenFolder) + tb::fs::trimComponent(shortName));
 }
 
 std::string sheetFileName(const std::string& folder, const std::string& sheetName, const std::string& workbook)

@@ -1,9 +1,11 @@
 #pragma once
 // The paths a split run writes: a folder per source workbook, named by its
 // short name, and in it one file per worksheet, named by the sheet and the
-// literal ".xls " (five characters, the last a blank; the file system layer
-// trims it as Windows does). The strings are built exactly and never
-// trimmed here.
+// literal ".xls " (five characters, the last a blank). Users expect the tree
+// Windows would give them, and Windows drops trailing periods and blanks
+// from a name it creates: so the short name is trimmed here ("Book1." of
+// "Book1.xlsx" is the folder "Book1") and SaveAs trims the file's name. The
+// chosen folder is never touched: "~/ACME Inc./out" stays what it is.
 
 #include <string>
 
@@ -15,10 +17,8 @@ namespace split {
 // longer than a signed 16-bit count.
 std::string GetWorkbookShortName(const std::string& workbookName);
 
-// The path with one "/" at its end, unless it already ends in one.
-std::string withTrailingSeparator(const std::string& path);
-
-// withTrailingSeparator(withTrailingSeparator(chosen) + shortName).
+// withTrailingSeparator(withTrailingSeparator(chosen) + shortName), the short
+// name without its trailing periods and blanks.
 std::string perWorkbookFolder(const std::string& chosenFolder, const std::string& shortName);
 
 // folder + sheet + ".xls ". A sheet name holding "/" or a NUL would put the

@@ -2,6 +2,8 @@
 
 #include "frmMain.h"
 
+#include "app/CommonDefine.h"
+
 #include <QDropEvent>
 #include <QFileInfo>
 #include <QMimeData>
@@ -73,7 +75,7 @@ void ListDrop::add(const QStringList& paths)
 {
     for (const QString& path : paths) {
         if (QFileInfo(path).isDir())
-            form_.AddFolderWorkbooks(path);
+            form_.AddFolderToList(app::AddTrailingBackslash(path));
         else
             form_.UpdateListView(path);
     }

@@ -163,16 +163,6 @@ void frmMain::setMousePointer(int pointer)
         unsetCursor();
 }
 
-int frmMain::rowCount() const { return lvwTask_->rowCount(); }
-
-QString frmMain::rowText(int index, int column) const
-{
-    if (index < 1 || index > lvwTask_->rowCount())
-        throw tb::Error(35600, "Index out of bounds: the list has no row " + std::to_string(index) + ".");
-    const QTableWidgetItem* item = lvwTask_->item(index - 1, column - 1);
-    return item ? item->text() : QString();
-}
-
 QImage frmMain::LoadPicture(const QString& path)
 {
     if (!QFileInfo(path).isFile())
@@ -194,7 +184,7 @@ void frmMain::Form_KeyDown(int KeyCode, int /*Shift*/)
 void frmMain::Form_QueryUnload(bool& Cancel, int /*UnloadMode*/)
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("Form_QueryUnload"), [&] {
-        if (rowCount() == 0)
+        if (tasks_.count() == 0)
             return;
         const int answer = g_.platform.messageBox().show(QStringLiteral("Do you really want to exit?"),
                                                          platform::mb::YesNoQuestionDefaultNo);

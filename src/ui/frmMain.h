@@ -6,6 +6,7 @@
 
 #include "ImageList.h"
 #include "app/Globals.h"
+#include "tasklist/TaskList.h"
 
 #include <QWidget>
 
@@ -37,14 +38,12 @@ public:
     int InitToolbar();
     int InitListView();
 
-    // The task list.
+    // The task list, which lvwTask shows row for row.
+    const tasklist::TaskList& tasks() const { return tasks_; }
     void UpdateListView(const QString& WorkbookPath);
-    // Lists a folder's workbooks as Add Folder does once it has the folder:
-    // its .xls files, then its .xlsx files; a failure is the folder report.
-    void AddFolderWorkbooks(QString folder);
-    // The 1-based index of the first row whose path (column 1) is `sz` with
-    // case ignored, or 0 when there is none.
-    int FindItem(const QString& sz) const;
+    // Every workbook of a folder, as Add Folder adds them once the folder is
+    // chosen; a folder that cannot be read gets the folder error report.
+    void AddFolderToList(const QString& folder);
     void AdjustColumnWidth(short ColumnIndex, const QString& ColumnText);
     // Width of a text in the window's font, in twips.
     double TextWidth(const QString& text) const;
@@ -111,9 +110,8 @@ private:
     void centreOnScreen();
     void setColumnWidth(int index, double twips);
     void openSettingLink(const QString& key);
-    int rowCount() const;
-    // The text of a row's column (both 1-based), as the list gives it back.
-    QString rowText(int index, int column) const;
+    // Shows a row the task list has just appended.
+    void showAddedRow(int index, const tasklist::TaskRow& row);
     // A picture file's largest image; throws 53 when the file is not there
     // and 481 when it holds no picture that can be read.
     QImage LoadPicture(const QString& path);
@@ -125,6 +123,7 @@ private:
     QTableWidget* lvwTask_ = nullptr;
     QProgressBar* prgSplit_ = nullptr;
     ImageList ilsMain_;
+    tasklist::TaskList tasks_;
     std::vector<double> columnWidths_;  // twips, as the list's column headers keep them
     int mousePointer_ = 0;
     bool centred_ = false;
@@ -133,6 +132,10 @@ private:
     bool splitRunning_ = false;
     bool closePending_ = false;
     void endRun();
+
+    // How the window shows a listing and a run.
+    class WindowListing;
+    class WindowRun;
 };
 
 }  // namespace ui

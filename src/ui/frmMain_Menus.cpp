@@ -18,7 +18,7 @@ struct Entry {
     const char* caption;  // "-" is a separator
     void (frmMain::*handler)();
 };
-struct MenuSpec {
+struct TopMenu {
     const char* name;
     const char* caption;
     std::vector<Entry> entries;
@@ -27,7 +27,7 @@ struct MenuSpec {
 
 void frmMain::buildMenus()
 {
-    const std::vector<MenuSpec> bar{
+    const std::vector<TopMenu> bar{
         {"mnuFile", "&File",
          {{"mnuAddFile", "Add File", &frmMain::mnuAddFile_Click},
           {"mnuAddFolder", "Add Folder", &frmMain::mnuAddFolder_Click},

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace tb {
 
@@ -46,6 +47,21 @@ Error fileError(int e, const std::string& what, const std::string& path)
         break;
     }
     return Error(number, what + " '" + path + "': " + reason + ".");
+}
+
+Error errorOf(std::exception_ptr failure)
+{
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Error& e) {
+        return e;
+    } catch (const std::bad_alloc&) {
+        return Error(7, "Out of memory.");
+    } catch (const std::exception& e) {
+        return Error(51, std::string("Internal error: ") + e.what());
+    } catch (...) {
+        return Error(51, "Internal error.");
+    }
 }
 
 }  // namespace tb

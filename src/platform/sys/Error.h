@@ -4,6 +4,7 @@
 // classic run-time numbers where the same condition exists, so that a report
 // reads the same whatever layer the failure came from.
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -41,5 +42,9 @@ private:
 // describes the same condition, and words the description around `what` and
 // the path it concerned.
 Error fileError(int errnoValue, const std::string& what, const std::string& path);
+
+// Any failure as the reports show it: an Error as it is, anything else with
+// the number the condition has always had (7 out of memory, 51 internal).
+Error errorOf(std::exception_ptr failure);
 
 }  // namespace tb

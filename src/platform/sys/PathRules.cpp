@@ -2,6 +2,13 @@
 
 namespace tb::fs {
 
+std::string withTrailingSeparator(const std::string& path)
+{
+    if (!path.empty() && path.back() == '/')
+        return path;
+    return path + "/";
+}
+
 std::string trimComponent(const std::string& component)
 {
     if (component == "." || component == "..")
@@ -10,20 +17,6 @@ std::string trimComponent(const std::string& component)
     while (end > 0 && (component[end - 1] == '.' || component[end - 1] == ' '))
         --end;
     return component.substr(0, end);
-}
-
-std::filesystem::path windowsNormalized(const std::filesystem::path& p)
-{
-    std::filesystem::path out;
-    for (const auto& part : p) {
-        const std::string s = part.string();
-        if (s == "/" || s.empty()) {
-            out /= part;
-            continue;
-        }
-        out /= trimComponent(s);
-    }
-    return out;
 }
 
 std::string whyUnwritable(const std::filesystem::path& p)
@@ -37,14 +30,14 @@ std::string whyUnwritable(const std::filesystem::path& p)
     }
     if (s.back() == '/')
         return "the name names a folder, not a file";
+    if (trimComponent(p.filename().string()).empty())
+        return "the name is made only of periods and blanks";
     for (const auto& part : p) {
         const std::string c = part.string();
-        if (c == "/" )
+        if (c == "/")
             continue;
         if (c == "." || c == "..")
             return "the name would leave its folder";
-        if (trimComponent(c).empty())
-            return "a part of the name is made only of periods and blanks";
         if (c.size() > 255)
             return "a part of the name is longer than 255 bytes";
     }

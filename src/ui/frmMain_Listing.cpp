@@ -1,11 +1,11 @@
-// The task list: one row for each worksheet of each listed workbook, the
-// workbook's path in column 1 and the sheet's name in column 2.
+// The task list as the window shows it: one row for each worksheet of each
+// listed workbook, the workbook's path in column 1 and the sheet's name in
+// column 2, with columns that widen to their text.
 
 #include "ui/frmMain.h"
 
 #include "app/CommonDefine.h"
 #include "app/Globals.h"
-#include "excel/Workbook.h"
 #include "platform/Platform.h"
 #include "ui/Twips.h"
 
@@ -31,6 +31,24 @@ QTableWidgetItem* cell(QTableWidget* t, int row, int column)
 }
 }  // namespace
 
+// The busy pointer while a workbook is read, each row as it comes, and the
+// file error report when it cannot be listed.
+class frmMain::WindowListing final : public tasklist::ListingReport {
+public:
+    explicit WindowListing(frmMain& form) : form_(form) {}
+    void opening(const std::string&) override { form_.setMousePointer(11); }
+    void rowAdded(int index, const tasklist::TaskRow& row) override { form_.showAddedRow(index, row); }
+    void failed(const std::string& path, const tb::Error& error) override
+    {
+        form_.setMousePointer(0);
+        form_.g_.platform.messageBox().show(app::fileErrorText(error, QString::fromStdString(path)),
+                                            platform::mb::OkOnly);
+    }
+
+private:
+    frmMain& form_;
+};
+
 int frmMain::InitListView()
 {
     int result = 0;
@@ -46,7 +64,7 @@ int frmMain::InitListView()
         lvwTask_->setColumnCount(2);
         lvwTask_->setHorizontalHeaderLabels({QStringLiteral("Source File Name"), QStringLiteral("WorkSheet Name")});
         columnWidths_.assign(2, 0.0);
-        // The list's own width in twips (8055 in the layout) gives 3/5 and 2/5.
+        // The list's own width in twips gives 3/5 and 2/5.
         const float width = static_cast<float>(pixelsToTwipsX(*this, lvwTask_->width()));
         setColumnWidth(1, width / 5 * 3);
         setColumnWidth(2, width / 5 * 2);
@@ -59,16 +77,6 @@ int frmMain::InitListView()
         result = 1;
     });
     return result;
-}
-
-int frmMain::FindItem(const QString& sz) const
-{
-    for (int r = 0; r < lvwTask_->rowCount(); ++r) {
-        const QTableWidgetItem* item = lvwTask_->item(r, 0);
-        if (item && item->text().compare(sz, Qt::CaseInsensitive) == 0)
-            return r + 1;
-    }
-    return 0;
 }
 
 double frmMain::columnWidth(int index) const
@@ -99,53 +107,34 @@ void frmMain::AdjustColumnWidth(short ColumnIndex, const QString& ColumnText)
     });
 }
 
+void frmMain::showAddedRow(int index, const tasklist::TaskRow& row)
+{
+    lvwTask_->insertRow(index - 1);
+    cell(lvwTask_, index - 1, 0)->setText(QString::fromStdString(row.SourceFileName));
+    cell(lvwTask_, index - 1, 1)->setText(QString::fromStdString(row.WorkSheetName));
+    // As a list control does, the first row becomes the current one, so that
+    // Remove Item always has a row to take.
+    if (lvwTask_->currentRow() < 0)
+        lvwTask_->setCurrentCell(0, 0);
+    AdjustColumnWidth(1, cell(lvwTask_, index - 1, 0)->text());
+    AdjustColumnWidth(2, cell(lvwTask_, index - 1, 1)->text());
+}
+
 void frmMain::UpdateListView(const QString& WorkbookPath)
 {
-    std::shared_ptr<excel::Workbook> book;
+    WindowListing listing(*this);
+    if (tasks_.addWorkbook(*g_.gExcelApp, WorkbookPath.toStdString(), listing) != tasklist::Listing::AlreadyListed)
+        setMousePointer(0);
+}
+
+void frmMain::AddFolderToList(const QString& folder)
+{
     try {
-        // Every row of a listed workbook carries its path: one hit refuses it whole.
-        if (FindItem(WorkbookPath) != 0)
-            return;
-        setMousePointer(11);
-        book = g_.gExcelApp->GetWorkbooks().Open(WorkbookPath.toStdString());
-        if (!book) {
-            QString text;
-            g_.gSetting->GetSetting(QStringLiteral("ErrCantOpenWorkbook"), text);
-            g_.platform.messageBox().show(text, platform::mb::OkOnly);
-            setMousePointer(0);
-            return;
-        }
-        for (const excel::Worksheet& sheet : book->Worksheets().all()) {
-            lvwTask_->insertRow(lvwTask_->rowCount());
-            const int index = lvwTask_->rowCount();
-            cell(lvwTask_, index - 1, 0)->setText(WorkbookPath);
-            cell(lvwTask_, index - 1, 1)->setText(QString::fromStdString(sheet.Name()));
-            if (cell(lvwTask_, index - 1, 1)->text().contains(QLatin1Char('?'))) {
-                lvwTask_->removeRow(index - 1);
-                continue;
-            }
-            // As a list control does, the first row becomes the current one,
-            // so that Remove Item always has a row to take.
-            if (lvwTask_->currentRow() < 0)
-                lvwTask_->setCurrentCell(0, 0);
-            AdjustColumnWidth(1, cell(lvwTask_, index - 1, 0)->text());
-            AdjustColumnWidth(2, cell(lvwTask_, index - 1, 1)->text());
-        }
-        book->Close(false);
-        book.reset();
-        setMousePointer(0);
+        WindowListing listing(*this);
+        tasks_.addFolder(*g_.gExcelApp, folder.toStdString(), listing);
     } catch (...) {
-        const tb::Error e = app::toError(std::current_exception());
-        setMousePointer(0);
-        g_.platform.messageBox().show(app::fileErrorText(e, WorkbookPath), platform::mb::OkOnly);
-        if (book && book->isOpen()) {
-            try {
-                book->Close(false);
-            } catch (...) {
-            }
-        }
-        book.reset();
-        setMousePointer(0);
+        g_.platform.messageBox().show(app::folderErrorText(app::toError(std::current_exception()), folder),
+                                      platform::mb::OkOnly);
     }
 }
 

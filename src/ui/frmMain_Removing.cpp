@@ -17,11 +17,12 @@ namespace ui {
 void frmMain::mnuRemoveItem_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("mnuRemoveItem_Click"), [&] {
-        if (lvwTask_->rowCount() < 1)
+        if (tasks_.count() < 1)
             return;
         const int current = lvwTask_->currentRow();
         if (current < 0)
             throw tb::Error(tb::err::ObjectNotSet, "Object variable not set: no row of the list is selected.");
+        tasks_.remove(current + 1);
         lvwTask_->removeRow(current);
         // The row that moved up into the removed one's place, or the new last row.
         const int next = std::min(current, lvwTask_->rowCount() - 1);
@@ -35,12 +36,14 @@ void frmMain::mnuRemoveItem_Click()
 void frmMain::mnuClearList_Click()
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("mnuClearList_Click"), [&] {
-        if (lvwTask_->rowCount() < 1)
+        if (tasks_.count() < 1)
             return;
         const int answer = g_.platform.messageBox().show(QStringLiteral("Do you really want to clear the list"),
                                                          platform::mb::YesNoQuestionDefaultNo);
-        if (answer == platform::mb::AnswerYes)
+        if (answer == platform::mb::AnswerYes) {
+            tasks_.clear();
             lvwTask_->setRowCount(0);
+        }
     });
 }
 

@@ -1,13 +1,14 @@
-// The run: every row of the list becomes a one-sheet workbook file in a
-// folder named after its source workbook.
+// The split run as the window carries it: the caption, the two guards, the
+// progress bar and the row marking, the reports, "Mission complete!" and the
+// chosen folder shown in the file manager.
 
 #include "split/FolderOps.h"
 #include "split/OutputNaming.h"
+#include "split/SplitRun.h"
 #include "ui/frmMain.h"
 
 #include "app/CommonDefine.h"
 #include "app/Globals.h"
-#include "excel/Workbook.h"
 #include "platform/Platform.h"
 
 #include <QCoreApplication>
@@ -15,6 +16,32 @@
 #include <QTableWidget>
 
 namespace ui {
+
+// Marks each finished row and moves the bar on; the short name's failure is
+// the report of the procedure that makes it.
+class frmMain::WindowRun final : public split::RunReport {
+public:
+    explicit WindowRun(frmMain& form) : form_(form) {}
+    void rowDone(int index, const tasklist::TaskRow&, const std::string&) override
+    {
+        form_.SetCurrentListItem(index);
+        form_.prgSplit_->setValue(2 * index);
+        // Keep painting and answering the desktop; what the user types or
+        // clicks meanwhile waits until the run is over.
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    }
+    void shortNameFailed(const tasklist::TaskRow&, const tb::Error& error) override
+    {
+        app::showCommonErrorReport(form_.g_.platform.messageBox(), error, QStringLiteral("GetWorkbookShortName"));
+    }
+    void failed(const std::string&, const tb::Error& error) override
+    {
+        app::showCommonErrorReport(form_.g_.platform.messageBox(), error, QStringLiteral("mnuSplit_Click"));
+    }
+
+private:
+    frmMain& form_;
+};
 
 void frmMain::endRun()
 {
@@ -46,7 +73,7 @@ void frmMain::InitControlStateBeforeSplit()
         prgSplit_->setVisible(true);
         setMousePointer(11);
         prgSplit_->setMinimum(1);
-        const qint64 max = 2 * static_cast<qint64>(lvwTask_->rowCount());
+        const qint64 max = 2 * static_cast<qint64>(tasks_.count());
         prgSplit_->setMaximum(static_cast<int>(max));
         prgSplit_->setValue(prgSplit_->minimum());
         g_.gExcelApp->setEnableEvents(false);
@@ -66,7 +93,7 @@ void frmMain::RestoreControlStateAfterSplit()
 void frmMain::SetCurrentListItem(int Index)
 {
     app::guarded(g_.platform.messageBox(), QStringLiteral("SetCurrentListItem"), [&] {
-        if (Index < 1 || Index > lvwTask_->rowCount())
+        if (Index < 1 || Index > tasks_.count())
             throw tb::Error(35600, "Index out of bounds: the list has no row " + std::to_string(Index) + ".");
         lvwTask_->setCurrentCell(Index - 1, 0);
         lvwTask_->selectRow(Index - 1);
@@ -82,7 +109,7 @@ void frmMain::mnuSplit_Click()
         g_.gSetting->GetSetting(QStringLiteral("frmMainCaption"), caption);
         setWindowTitle(caption + GetVersionString());
 
-        if (lvwTask_->rowCount() < 1) {
+        if (tasks_.count() < 1) {
             g_.platform.messageBox().show(QStringLiteral("Please select some Excel workbook at first"),
                                           platform::mb::OkOnly);
             return;
@@ -98,45 +125,18 @@ void frmMain::mnuSplit_Click()
         splitRunning_ = true;
         InitControlStateBeforeSplit();
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);  // the bar and the pointer show at once
-        const int count = lvwTask_->rowCount();
-        if (count > kMaxRows)
-            throw tb::Error(tb::err::Overflow, "Overflow: the list holds " + std::to_string(count) +
+        if (tasks_.count() > kMaxRows)
+            throw tb::Error(tb::err::Overflow, "Overflow: the list holds " + std::to_string(tasks_.count()) +
                                                    " rows, more than the 32767 a run can take.");
-        const auto lastRow = static_cast<qint16>(count);
-
-        excel::Application& xl = *g_.gExcelApp;
-        // The run holds no workbook from step to step: it asks the engine
-        // for the active one each time.
-        auto active = [&xl] {
-            auto book = xl.ActiveWorkbook();
-            if (!book)
-                throw tb::Error(tb::err::ObjectNotSet, "Object variable not set: the engine has no active workbook.");
-            return book;
-        };
-        for (qint32 index = 1; index <= lastRow; ++index) {
-            const QString source = rowText(index, 1);
-            if (xl.GetWorkbooks().Count() == 0)
-                xl.GetWorkbooks().Open(source.toStdString());
-            if (active()->FullName() != source.toStdString()) {
-                active()->Close(false);
-                xl.GetWorkbooks().Open(source.toStdString());
-            }
-            const QString shortName = GetWorkbookShortName(QString::fromStdString(active()->Name()));
-            const QString folder = app::AddTrailingBackslash(app::AddTrailingBackslash(chosen) + shortName);
-            if (!split::FolderExists(folder.toStdString()))
-                split::CreateFolder(folder.toStdString());
-            const QString sheetName = rowText(index, 2);
-            active()->Worksheets().Item(sheetName.toStdString()).Copy();
-            active()->SaveAs(split::sheetFileName(folder.toStdString(), sheetName.toStdString(), source.toStdString()), 1);
-            active()->Close(false);
-            SetCurrentListItem(index);
-            prgSplit_->setValue(2 * index);
-            // Keep painting and answering the desktop; what the user types or
-            // clicks meanwhile waits until the run is over.
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        WindowRun report(*this);
+        if (split::run(*g_.gExcelApp, tasks_, {chosen.toStdString()}, report).failure) {
+            // A failed run puts the window back; the files of earlier rows
+            // stay, and what is open in the engine stays until the next run
+            // or shutdown.
+            RestoreControlStateAfterSplit();
+            endRun();
+            return;
         }
-        if (xl.GetWorkbooks().Count() != 0)
-            xl.GetWorkbooks().Close();
         RestoreControlStateAfterSplit();
         running = false;
         SetCurrentListItem(1);
@@ -146,12 +146,8 @@ void frmMain::mnuSplit_Click()
     } catch (...) {
         app::showCommonErrorReport(g_.platform.messageBox(), app::toError(std::current_exception()),
                                    QStringLiteral("mnuSplit_Click"));
-        if (running) {
-            // A failed run puts the window back; the files of earlier rows
-            // stay, and what is open in the engine stays until the next run
-            // or shutdown.
+        if (running)
             RestoreControlStateAfterSplit();
-        }
         endRun();
     }
 }

@@ -1,7 +1,6 @@
 // Bringing workbooks into the list: one file through the file dialog, or
 // every workbook of a folder.
 
-#include "tasklist/FolderScan.h"
 #include "ui/frmMain.h"
 
 #include "app/CommonDefine.h"
@@ -19,12 +18,6 @@ QString trimBlanks(const QString& s)
     while (end > begin && s[end - 1] == QLatin1Char(' '))
         --end;
     return s.mid(begin, end - begin);
-}
-
-// The folder report, for the failure being handled.
-void showFolderError(platform::MessageBox& box, const QString& folder)
-{
-    box.show(app::folderErrorText(app::toError(std::current_exception()), folder), platform::mb::OkOnly);
 }
 }  // namespace
 
@@ -47,24 +40,12 @@ void frmMain::mnuAddFolder_Click()
     QString folder;
     try {
         folder = app::BrowseForFolderPath(g_.platform.folderBrowser(), QStringLiteral("Add all Excel files in the folder"));
+        if (folder.isEmpty())
+            return;
+        AddFolderToList(app::AddTrailingBackslash(folder));
     } catch (...) {
-        showFolderError(g_.platform.messageBox(), folder);
-        return;
-    }
-    if (!folder.isEmpty())
-        AddFolderWorkbooks(folder);
-}
-
-void frmMain::AddFolderWorkbooks(QString folder)
-{
-    try {
-        folder = app::AddTrailingBackslash(folder);
-        for (const char* extension : {".xls", ".xlsx"}) {
-            for (const std::string& name : tasklist::scanFolder(folder.toStdString(), extension))
-                UpdateListView(folder + QString::fromStdString(name));
-        }
-    } catch (...) {
-        showFolderError(g_.platform.messageBox(), folder);
+        g_.platform.messageBox().show(app::folderErrorText(app::toError(std::current_exception()), folder),
+                                      platform::mb::OkOnly);
     }
 }
 
