@@ -1,6 +1,7 @@
 #include "SplitRun.h"
 
 #include "Progress.h"
+#include "ValuesNote.h"
 #include "excel/Application.h"
 #include "excel/Workbook.h"
 #include "excel/Worksheets.h"
@@ -114,6 +115,7 @@ int run(const Options& options)
     app.setDisplayAlerts(options.ask);
     app.setScreenUpdating(true);
     app.setAskToUpdateLinks(false);
+    app.setCopyValuesOnly(options.values);
 
     std::vector<Row> rows;
     bool ok = listWorkbooks(app, options.workbooks, rows);
@@ -159,6 +161,11 @@ int run(const Options& options)
                 createFolder(folder);
             const std::string& sheetName = row.workSheetName;
             app.ActiveWorkbook()->Worksheets().Item(sheetName).Copy();
+            if (const auto note = valuesNote(app.ActiveWorkbook()->document().valuesReport()); !note.empty()) {
+                progress.clear();
+                std::fprintf(stderr, "tamberlin-split: %s: %s: %s\n", row.sourceFileName.c_str(), sheetName.c_str(),
+                             note.c_str());
+            }
             app.ActiveWorkbook()->SaveAs(split::sheetFileName(folder, sheetName, row.sourceFileName), 1);
             const std::string written = app.ActiveWorkbook()->FullName();
             app.ActiveWorkbook()->Close(false);
