@@ -496,3 +496,94 @@ TEST(BiffCopy, NameIndicesFollowTheNamesLeftOut)
         }
     }
 }
+
+namespace {
+
+// The offsets a sheet's row index gives land where they say: INDEX on each
+// DBCELL, each DBCELL back on its first ROW and on to every row's first cell.
+// Returns the number of DBCELL records.
+std::size_t checkRowIndex(const std::vector<std::byte>& stream, std::size_t sheetAt)
+{
+    static const excel::biff::StreamContext ctx{"copy.xls", "Workbook"};
+    std::map<std::size_t, std::uint16_t> typeAt;
+    std::vector<std::size_t> dbcells;
+    std::vector<std::uint32_t> indexed;
+    excel::biff::RecordReader r(stream, sheetAt, ctx);
+    int depth = 0;
+    while (!r.atEnd()) {
+        const auto rec = r.next();
+        typeAt[rec.offset] = rec.type;
+        depth += rec.type == rt::Bof ? 1 : rec.type == rt::Eof ? -1 : 0;
+        if (rec.type == 0x00D7)
+            dbcells.push_back(rec.offset);
+        if (rec.type == rt::Index)
+            for (std::size_t i = 16; i + 4 <= rec.body.size(); i += 4)
+                indexed.push_back(u32(rec.body, i));
+        if (depth == 0)
+            break;
+    }
+    EXPECT_EQ(indexed, std::vector<std::uint32_t>(dbcells.begin(), dbcells.end()));
+    for (const std::size_t at : dbcells) {
+        const auto body = Bytes(stream).subspan(at + 4, u16(stream, at + 2));
+        const std::size_t row = at - u32(body, 0);
+        EXPECT_EQ(typeAt[row], 0x0208) << "DBCELL at " << at;
+        std::size_t cell = row + 4 + u16(stream, row + 2);
+        for (std::size_t i = 4; i + 2 <= body.size(); i += 2) {
+            cell += u16(body, i);
+            EXPECT_TRUE(typeAt.count(cell)) << "DBCELL at " << at << " entry " << i / 2;
+        }
+    }
+    return dbcells.size();
+}
+
+CopySource valuesOnly()
+{
+    CopySource s = kSource;
+    s.valuesOnly = true;
+    return s;
+}
+
+}  // namespace
+
+TEST(BiffCopy, ValuesOnlyCopiesStandAlone)
+{
+    auto src = openPath("made/crossref.xls");
+    const auto& names = src->worksheetNames();
+    const auto calc = static_cast<std::size_t>(std::find(names.begin(), names.end(), "Calc") - names.begin());
+    const auto copy = src->copyWorksheet(calc, valuesOnly());
+    const auto bytes = saved(*copy);
+    const auto stream = workbookStreamOf(bytes);
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+
+    std::set<std::string> kept;
+    for (const auto& [type, body] : recordsOf(Bytes(stream).first(g.end))) {
+        EXPECT_FALSE(type == rt::SupBook && u16(body, 2) != 0x0401) << "a SUPBOOK other than the workbook's own";
+        EXPECT_NE(type, rt::Xct);
+        if (type == rt::Name) {
+            std::u16string n;
+            std::size_t at = 14;
+            excel::biff::readStringNoCch(body, at, excel::biff::u8(body, 3), n);
+            kept.insert(excel::biff::toUtf8(n));
+        }
+    }
+    EXPECT_EQ(kept, std::set<std::string>{"LocalTotal"});  // Amounts and TaxRate read Data
+    EXPECT_EQ(copy->valuesReport().names, 2u);
+    int values = 0;
+    for (const auto& [type, body] : recordsOf(stream, g.sheets.at(0).position))
+        values += type == rt::Number || type == rt::Label || type == rt::BoolErr;
+    EXPECT_EQ(copy->valuesReport().formulas, static_cast<std::size_t>(values));
+    EXPECT_GT(values, 0);
+    // The copy reads as a workbook of its own.
+    auto again = open(std::make_shared<tb::MemorySource>(bytes), "copy.xls");
+    EXPECT_NO_THROW(again->copyWorksheet(0, kSource));
+}
+
+TEST(BiffCopy, ValuesOnlyKeepsTheRowIndexTrue)
+{
+    auto src = openPath("xlrd/namesdemo.xls");
+    const auto copy = src->copyWorksheet(0, valuesOnly());
+    ASSERT_GT(copy->valuesReport().formulas, 0u);
+    const auto stream = workbookStreamOf(saved(*copy));
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+    EXPECT_GT(checkRowIndex(stream, g.sheets.at(0).position), 0u);
+}

@@ -135,7 +135,9 @@ bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
 bool readFormula(Bytes rgce, const FormulaReader& visit)
 {
     return forEachToken(rgce, [&](unsigned base, std::size_t at) {
-        if (base == 0x19 && visit.nameX)
+        if (base == 0x03 && visit.name)
+            visit.name(rd16(rgce, at + 1));
+        else if (base == 0x19 && visit.nameX)
             visit.nameX(rd16(rgce, at + 1), rd16(rgce, at + 3));
         else if ((base == 0x1A || base == 0x1B) && visit.ref)
             visit.ref(ref3dAt(rgce, base, at));

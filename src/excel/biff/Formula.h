@@ -31,6 +31,8 @@ struct FormulaVisitor {
 
 // What a walk that only looks is told; every callback may be empty.
 struct FormulaReader {
+    // PtgName: its 1-based index into the NAME records.
+    std::function<void(std::uint16_t index)> name;
     // PtgNameX: the XTI it goes through and its 1-based name index.
     std::function<void(std::uint16_t ixti, std::uint16_t index)> nameX;
     // PtgRef3d and PtgArea3d.

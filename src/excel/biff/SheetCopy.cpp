@@ -6,6 +6,7 @@
 #include "Sst.h"
 #include "Strings.h"
 #include "UsedStrings.h"
+#include "ValuesOnly.h"
 #include "excel/EngineError.h"
 
 #include <algorithm>
@@ -132,6 +133,41 @@ Spans formulasOf(const Record& r)
     }
 }
 
+// What reaches outside the copied sheet, for a copy that keeps values only,
+// and the names that do, which go (`keepName`, `newName` and `namesMoved`
+// follow). `xtis` as the copy will have them, before any is unlinked.
+std::unique_ptr<BiffReach> valuesReach(const std::vector<ContinuedRecord>& records, const std::vector<Xti>& xtis,
+                                       std::uint16_t extBook, const std::vector<Bytes>& nameFormula,
+                                       std::vector<bool>& keepName, std::vector<std::uint16_t>& newName,
+                                       bool& namesMoved, ValuesReport& values)
+{
+    using Book = BiffReach::Book;
+    std::vector<Book> books;
+    for (const auto& r : records)
+        if (r.first.type == rt::SupBook) {
+            const std::uint16_t kind = r.first.body.size() >= 4 ? u16(r.first.body, 2) : 0;
+            books.push_back(kind == kSelfSupBook ? Book::Own : kind == 0x3A01 ? Book::AddIn : Book::Outside);
+        }
+    auto reach = std::make_unique<BiffReach>(
+        [books, xtis, extBook](std::uint16_t ixti) {
+            if (ixti >= xtis.size())
+                return Book::Own;
+            const std::uint16_t b = xtis[ixti].supBook;
+            return b == extBook ? Book::Outside : b < books.size() ? books[b] : Book::Own;
+        },
+        nameFormula);
+    namesMoved = false;
+    for (std::size_t i = 0, next = 1; i < keepName.size(); ++i) {
+        if (keepName[i] && reach->name(static_cast<std::uint16_t>(i + 1))) {
+            keepName[i] = false;
+            ++values.names;
+        }
+        newName[i] = keepName[i] ? static_cast<std::uint16_t>(next++) : 0;
+        namesMoved = namesMoved || (keepName[i] && newName[i] != i + 1);
+    }
+    return reach;
+}
+
 }  // namespace
 
 SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::size_t sheet, Substreams& sheets,
@@ -209,6 +245,13 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         nameRecord.push_back(b);
     }
 
+    // A copy that keeps values only: what reaches outside, and the names that do go.
+    ValuesReport values;
+    std::unique_ptr<BiffReach> reach;
+    bool stillOutside = false;  // a formula that stays (a chart's) reads other sheets
+    if (source.valuesOnly)
+        reach = valuesReach(records, xtis, extBook, nameFormula, keepName, newName, namesMoved, values);
+
     // The cells the external references reach, for their cached values, and
     // the names of other sheets the sheet uses through PtgNameX, which become
     // EXTERNNAME records of the new SUPBOOK.
@@ -282,6 +325,9 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                 if (needExt)
                     for (const Span& f : formulasOf(r))
                         readFormula(r.body.subspan(f.at, f.size), gather);
+                if (reach && r.type == rt::Brai)
+                    for (const Span& f : formulasOf(r))
+                        stillOutside = reach->formula(r.body.subspan(f.at, f.size)) || stillOutside;
             }
         } while (depth > 0);
         sheetStop = reader.position();
@@ -306,6 +352,18 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
             std::sort(areas.begin(), areas.end());
             areas.erase(std::unique(areas.begin(), areas.end()), areas.end());
         }
+    }
+
+    if (reach && needExt && !stillOutside) {
+        // Nothing reads the source any more: no SUPBOOK for it, and the XTIs
+        // that named its sheets name none.
+        needExt = false;
+        for (Xti& x : xtis)
+            if (x.supBook == extBook)
+                x = {static_cast<std::uint16_t>(self), kInvalidTab, kInvalidTab};
+        wanted.clear();
+        extNames.clear();
+        extNameIndex.clear();
     }
 
     // Name indices in the copy's formulas: PtgName through the new NAME
@@ -496,6 +554,18 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         const std::size_t n = std::min(kSubstreamWindow, sheetStop - at);
         append(out, sheets.read(at, n));
         at += n;
+    }
+    if (reach) {
+        const auto outside = [&](const Record& r) {
+            for (const Span& f : formulasOf(r))
+                if (reach->formula(r.body.subspan(f.at, f.size)))
+                    return true;
+            return false;
+        };
+        auto alone = valuesOnlySheet(Bytes(out).subspan(newStart), sheetStart, outside, values, ctx);
+        result.values = values;
+        out.resize(newStart);
+        append(out, alone);
     }
     const std::int64_t delta = static_cast<std::int64_t>(newStart) - static_cast<std::int64_t>(sheetStart);
     auto moved = [&](std::uint32_t pos) { return pos == 0 ? 0u : static_cast<std::uint32_t>(pos + delta); };
