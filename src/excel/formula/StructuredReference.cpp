@@ -97,7 +97,7 @@ bool parseList(std::string_view s, Parsed& p)
             ++i;
         if (i == s.size())
             return true;
-        if (s[i] == ':' && !afterColon && !p.columns.empty() && item.front() != '#') {
+        if (s[i] == ':' && !afterColon && !item.empty() && item.front() != '#') {
             afterColon = p.columnRange = true;
         } else if (s[i] == ',') {
             afterColon = false;
