@@ -74,12 +74,19 @@ TEST(ValuesOnly, FormulasReachingOutsideBecomeTypedValuesAndTheRestStays)
     EXPECT_NE(wb.find("name=\"Local\""), std::string::npos) << wb;
     EXPECT_EQ(wb.find("Rate"), std::string::npos) << wb;
     const auto r = copy->valuesReport();
-    EXPECT_EQ(r.formulas, 9u);
+    EXPECT_EQ(r.formulas, 9u + 3u);  // and the chart's series name, categories and values
     EXPECT_EQ(r.names, 1u);
     EXPECT_EQ(r.validations, 1u);
     EXPECT_EQ(r.conditionalFormats, 1u);
-    // The chart's series still read the source, through the link.
-    EXPECT_NE(parts.at("xl/charts/chart1.xml").find("[1]Data!$A$1:$A$5"), std::string::npos);
+    // The chart keeps what it showed as literal data; its series on this sheet stays.
+    const auto& chart = parts.at("xl/charts/chart1.xml");
+    EXPECT_EQ(chart.find("Data!"), std::string::npos) << chart;
+    EXPECT_NE(chart.find("<c:tx><c:v>item0</c:v></c:tx>"), std::string::npos) << chart;
+    EXPECT_NE(chart.find("<c:cat><c:strLit><c:ptCount val=\"5\"/><c:pt idx=\"0\"><c:v>item0</c:v></c:pt>"),
+              std::string::npos) << chart;
+    EXPECT_NE(chart.find("<c:val><c:numLit>"), std::string::npos) << chart;
+    EXPECT_NE(chart.find("<c:f>Calc!$A$1:$A$5</c:f>"), std::string::npos) << chart;
+    EXPECT_FALSE(hasLink(parts));
 }
 
 TEST(ValuesOnly, AStandAloneCopyHasNoLinkAndAnUncachedFormulaKeepsIt)

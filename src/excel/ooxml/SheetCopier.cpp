@@ -374,7 +374,7 @@ private:
             if (!chart && !drawing && !ctrl)
                 continue;
             auto doc = parseXml(src_.read(p), src_.file(), p);
-            bool changed = false;
+            bool changed = chart && reach_ && chartValuesOnly(doc->document_element(), *reach_, report_, valuesNames_);
             walkElements(doc->document_element(), [&](pugi::xml_node e) {
                 if (chart && localName(e) == "f")
                     changed = rewriteText(e) || changed;

@@ -156,4 +156,40 @@ void keepValuesOnly(pugi::xml_node worksheet, OutsideReach& reach, ValuesReport&
     }
 }
 
+bool chartValuesOnly(pugi::xml_node chart, OutsideReach& reach, ValuesReport& report, std::set<std::string>& names)
+{
+    std::vector<pugi::xml_node> refs;
+    walkElements(chart, [&](pugi::xml_node e) {
+        const auto ln = localName(e.parent());
+        if (localName(e) == "f" && (ln == "numRef" || ln == "strRef"))
+            refs.push_back(e);
+    });
+    bool changed = false;
+    for (auto f : refs) {
+        auto ref = f.parent();
+        const bool numbers = localName(ref) == "numRef";
+        auto cache = child(ref, numbers ? "numCache" : "strCache");
+        auto holder = ref.parent();
+        const bool seriesName = localName(holder) == "tx" && localName(holder.parent()) == "ser";
+        if (!cache || (localName(holder) == "tx" && !seriesName) || !reach.formula(f.text().get(), &names))
+            continue;
+        const std::string p = prefixOf(ref);
+        if (seriesName) {
+            const std::string text = child(child(cache, "pt"), "v").text().get();
+            auto v = holder.insert_child_before((p + "v").c_str(), ref);
+            v.text().set(text.c_str());
+            holder.remove_child(ref);
+        } else {
+            ref.set_name((p + (numbers ? "numLit" : "strLit")).c_str());
+            ref.remove_child(f);
+            while (auto c = cache.first_child())
+                ref.insert_move_before(c, cache);
+            ref.remove_child(cache);
+        }
+        ++report.formulas;
+        changed = true;
+    }
+    return changed;
+}
+
 }  // namespace excel::ooxml

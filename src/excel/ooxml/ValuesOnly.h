@@ -20,4 +20,10 @@ namespace excel::ooxml {
 void keepValuesOnly(pugi::xml_node worksheet, OutsideReach& reach, ValuesReport& report,
                     std::set<std::string>& names);
 
+// In a chart part: series that read outside the sheet keep the values
+// cached with them as literal data (numLit, strLit, a series name's v).
+// References with nowhere to put their values (titles, multi-level
+// categories) stay. True when it changed anything.
+bool chartValuesOnly(pugi::xml_node chart, OutsideReach& reach, ValuesReport& report, std::set<std::string>& names);
+
 }  // namespace excel::ooxml
