@@ -20,10 +20,6 @@ LibreOffice variants need libreoffice-calc-nogui. Writes:
   xls/lo/tables_lo97.xls    tables_xw.xlsx saved as .xls by LibreOffice.
 """
 import os
-import shutil
-import subprocess
-import sys
-import tempfile
 
 import openpyxl
 import xlsxwriter
@@ -31,6 +27,8 @@ from openpyxl.worksheet.table import Table, TableColumn
 from openpyxl.worksheet.datavalidation import DataValidation
 from openpyxl.formatting.rule import FormulaRule
 from openpyxl.workbook.defined_name import DefinedName
+
+from make_fixtures import libreoffice_copy as libreoffice
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 XLSX = os.path.dirname(HERE)
@@ -144,25 +142,6 @@ def wholecol_xw(path):
     calc.conditional_format("B1:B4", {"type": "formula", "criteria": "=B1>COUNT(Inputs!$1:$1)"})
     calc.conditional_format("A1", {"type": "formula", "criteria": "=A1>3"})
     wb.close()
-
-
-def libreoffice(src, dst, fmt):
-    soffice = shutil.which("soffice")
-    if not soffice:
-        print("soffice not found; %s not made" % dst, file=sys.stderr)
-        return
-    work = tempfile.mkdtemp()
-    try:
-        base = os.path.splitext(os.path.basename(dst))[0]
-        mid = os.path.join(work, base + os.path.splitext(src)[1])
-        shutil.copy(src, mid)
-        outdir = os.path.join(work, "out")
-        subprocess.run([soffice, "-env:UserInstallation=file://" + work + "/profile", "--headless",
-                        "--convert-to", fmt, "--outdir", outdir, mid],
-                       check=True, capture_output=True, timeout=300)
-        shutil.move(os.path.join(outdir, os.path.basename(dst)), dst)
-    finally:
-        shutil.rmtree(work, ignore_errors=True)
 
 
 if __name__ == "__main__":
