@@ -587,3 +587,89 @@ TEST(BiffCopy, ValuesOnlyKeepsTheRowIndexTrue)
     const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
     EXPECT_GT(checkRowIndex(stream, g.sheets.at(0).position), 0u);
 }
+
+TEST(BiffCopy, ASharedFormulaCachesTheCellsItsRelativeReferencesReach)
+{
+    // "Inputs" holds A1:A3; "Calc" has B1:B3 as one shared formula reading
+    // Inputs one column to the left in the same row (=Inputs!A1 filled down),
+    // stored as offsets from each cell.
+    std::vector<std::byte> s;
+    record(s, 0x0809, bof(0x0600, 0x0005));
+    Body supbook;
+    push16(supbook, 2);
+    push16(supbook, 0x0401);
+    record(s, rt::SupBook, supbook);
+    Body xti;
+    for (std::uint16_t v : {1, 0, 0, 0})
+        push16(xti, v);
+    record(s, rt::ExternSheet, xti);
+    std::vector<std::size_t> patch;
+    for (const char* name : {"Inputs", "Calc"}) {
+        Body b;
+        push32(b, 0);
+        push16(b, 0);
+        push8(b, static_cast<std::uint8_t>(std::strlen(name)));
+        push8(b, 0);
+        for (const char* c = name; *c; ++c)
+            push8(b, static_cast<std::uint8_t>(*c));
+        patch.push_back(s.size() + 4);
+        record(s, 0x0085, b);
+    }
+    record(s, 0x000A, {});
+    auto number = [](std::uint16_t row, std::uint16_t col, double v) {
+        Body b;
+        push16(b, row);
+        push16(b, col);
+        push16(b, 15);
+        std::uint64_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        push32(b, static_cast<std::uint32_t>(bits));
+        push32(b, static_cast<std::uint32_t>(bits >> 32));
+        return b;
+    };
+    excel::biff::put32(s, patch[0], static_cast<std::uint32_t>(s.size()));
+    record(s, 0x0809, bof(0x0600, 0x0010));
+    for (std::uint16_t r = 0; r < 3; ++r)
+        record(s, rt::Number, number(r, 0, 10.0 * (r + 1)));
+    record(s, 0x000A, {});
+    excel::biff::put32(s, patch[1], static_cast<std::uint32_t>(s.size()));
+    record(s, 0x0809, bof(0x0600, 0x0010));
+    for (std::uint16_t r = 0; r < 3; ++r) {
+        Body f = number(r, 1, 10.0 * (r + 1));
+        push16(f, 0x0008);  // fShrFmla
+        push32(f, 0);
+        push16(f, 5);
+        push8(f, 0x01);  // PtgExp to B1
+        push16(f, 0);
+        push16(f, 1);
+        record(s, rt::Formula, f);
+        if (r == 0) {
+            Body shared;
+            push16(shared, 0);
+            push16(shared, 2);
+            push8(shared, 1);
+            push8(shared, 1);
+            push16(shared, 3);
+            push16(shared, 7);
+            push8(shared, 0x3A);   // PtgRef3d
+            push16(shared, 0);     // XTI 0: Inputs
+            push16(shared, 0);     // row offset 0
+            push16(shared, 0xC0FF);  // row and column relative, column offset -1
+            record(s, rt::ShrFmla, shared);
+        }
+    }
+    record(s, 0x000A, {});
+
+    auto src = open(compoundFile({{"Workbook", s}}), "shared.xls");
+    const auto stream = workbookStreamOf(saved(*src->copyWorksheet(1, kSource)));
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+    std::map<std::uint16_t, double> cached;  // row of Inputs!A -> value
+    for (const auto& [type, body] : recordsOf(Bytes(stream).first(g.end))) {
+        if (type == rt::Crn && excel::biff::u8(body, 1) == 0 && excel::biff::u8(body, 4) == 0x01) {
+            double d;
+            std::memcpy(&d, body.data() + 5, 8);
+            cached[u16(body, 2)] = d;
+        }
+    }
+    EXPECT_EQ(cached, (std::map<std::uint16_t, double>{{0, 10.0}, {1, 20.0}, {2, 30.0}}));
+}

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 
 namespace excel::biff {
 
@@ -259,11 +260,14 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     std::vector<std::uint16_t> extNames;          // old name indices, in order of first use
     std::map<std::uint16_t, std::uint16_t> extNameIndex;  // old -> 1-based index among extNames
     FormulaReader gather;
+    std::optional<RefArea> sharedCells;  // while a shared formula is read: the cells it stands in
     gather.ref = [&](const Ref3d& ref) {
         if (ref.ixti >= xtis.size() || xtis[ref.ixti].supBook != extBook)
             return;
-        const CellArea area{ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast),
-                            std::max(ref.colFirst, ref.colLast)};
+        const RefArea a = sharedCells ? sharedRefArea(ref, *sharedCells)
+                                      : RefArea{ref.rowFirst, ref.rowLast, std::min(ref.colFirst, ref.colLast),
+                                                std::max(ref.colFirst, ref.colLast)};
+        const CellArea area{a.rowFirst, a.rowLast, a.colFirst, a.colLast};
         for (std::uint32_t t = xtis[ref.ixti].first; t <= xtis[ref.ixti].last && t < globals.sheets.size(); ++t) {
             // Formulas filled down reach a column a row at a time: one area
             // grows instead of one per formula.
@@ -322,9 +326,12 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                 break;
             }
             default:
+                if (r.type == rt::ShrFmla && r.body.size() >= 6)
+                    sharedCells = RefArea{u16(r.body, 0), u16(r.body, 2), u8(r.body, 4), u8(r.body, 5)};
                 if (needExt)
                     for (const Span& f : formulasOf(r))
                         readFormula(r.body.subspan(f.at, f.size), gather);
+                sharedCells.reset();
                 if (reach && r.type == rt::Brai)
                     for (const Span& f : formulasOf(r))
                         stillOutside = reach->formula(r.body.subspan(f.at, f.size)) || stillOutside;
