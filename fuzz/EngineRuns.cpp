@@ -18,6 +18,7 @@ namespace fuzz {
 namespace {
 
 const excel::CopySource kSource{"/fuzz/Source.xlsx", "Source.xlsx"};
+const excel::CopySource kValuesOnly{"/fuzz/Source.xlsx", "Source.xlsx", true};
 
 // A broken promise of the engine, not a refused input: stop so that the
 // fuzzer keeps the input.
@@ -52,7 +53,8 @@ void copyWith(std::unique_ptr<excel::Document> (*open)(std::shared_ptr<const tb:
     const std::size_t n = std::min(doc->worksheetNames().size(), kSheetsPerInput);
     for (std::size_t i = 0; i < n; ++i) {
         try {
-            auto copy = doc->copyWorksheet(i, kSource);
+            // Half the inputs, told by their size, are copied keeping values only.
+            auto copy = doc->copyWorksheet(i, size % 2 ? kValuesOnly : kSource);
             require(copy->worksheetNames().size() == 1);
             tb::MemorySink sink;
             copy->save(sink);
@@ -115,9 +117,12 @@ void rewriteFormula(const std::uint8_t* data, std::size_t size)
     }
     require(at == formula.size());
 
-    excel::ooxml::ReferenceExternalizer ext({"Data", "My Sheet", "It's"}, "Data", {"table1"}, 1);
+    // "Sales" stands on "My Sheet" at B2:E10, with headers and totals.
+    excel::ooxml::TableOnSheet sales{1, {{{2, 2}, {10, 5}}, 1, 1, {"Region", "Amount", "Unit [kg]", "Note"}}};
+    excel::ooxml::ReferenceExternalizer ext({"Data", "My Sheet", "It's"}, "Data", {"table1"}, 1,
+                                            [&](const std::string& folded) { return folded == "sales" ? &sales : nullptr; });
     bool changed = false;
-    const std::string out = ext.rewrite(formula, changed);
+    const std::string out = ext.rewrite(formula, changed, static_cast<std::uint32_t>(size % 12));
     require(changed || out == formula);
     // Rewriting what was rewritten changes nothing more: a reference that is
     // external already stays as it is.

@@ -6,12 +6,15 @@ namespace cli {
 
 std::string usage()
 {
-    return "usage: tamberlin-split [-o DIR] [--ask] WORKBOOK...\n"
+    return "usage: tamberlin-split [-o DIR] [--ask] [--values] WORKBOOK...\n"
            "       tamberlin-split --list WORKBOOK...\n"
            "Writes every worksheet of every WORKBOOK to DIR/<workbook name>/<sheet name>.xls\n"
            "(DIR defaults to the current folder). Existing files are replaced, or with\n"
            "--ask replaced only when you answer yes. --list prints each workbook's\n"
-           "worksheets, one \"WORKBOOK<TAB>SHEET\" line each.\n";
+           "worksheets, one \"WORKBOOK<TAB>SHEET\" line each. --values writes formulas that\n"
+           "reach other sheets or workbooks as their last values, so that the copies do\n"
+           "not link to their source; names, validations and conditional formats that\n"
+           "reach outside are left out, with a note per sheet on standard error.\n";
 }
 
 bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
@@ -27,6 +30,8 @@ bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
             out.list = true;
         } else if (options && a == "--ask") {
             out.ask = true;
+        } else if (options && a == "--values") {
+            out.values = true;
         } else if (options && (a == "-o" || a == "--output")) {
             if (i + 1 >= argc) {
                 problem = "option " + std::string(a) + " needs a folder";

@@ -11,6 +11,7 @@ struct Options {
     bool list = false;
     bool ask = false;     // ask before replacing a file (DisplayAlerts on)
     bool help = false;
+    bool values = false;  // formulas reaching outside a sheet written as their values
     std::vector<std::string> workbooks;
 };
 

@@ -32,6 +32,7 @@ int run(const Options& options)
     app.setDisplayAlerts(options.ask);
     app.setScreenUpdating(true);
     app.setAskToUpdateLinks(false);
+    app.setCopyValuesOnly(options.values);
 
     tasklist::TaskList list;
     ListingOutput listing;

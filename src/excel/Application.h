@@ -40,6 +40,10 @@ public:
     void setAskToUpdateLinks(bool v);
     bool EnableEvents() const { return enableEvents_; }
     void setEnableEvents(bool v);
+    // Copies made from now on keep values where formulas reach outside the
+    // sheet, and no link to the source (CopySource::valuesOnly).
+    bool CopyValuesOnly() const { return copyValuesOnly_; }
+    void setCopyValuesOnly(bool v) { copyValuesOnly_ = v; }
 
     Workbooks& GetWorkbooks();
     // Null when no workbook is open.
@@ -68,6 +72,7 @@ private:
     bool screenUpdating_ = true;
     bool askToUpdateLinks_ = true;
     bool enableEvents_ = true;
+    bool copyValuesOnly_ = false;
     bool quit_ = false;
     int newBookCounter_ = 0;
 

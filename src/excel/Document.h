@@ -19,8 +19,20 @@ enum class Family { Ooxml, Biff8 };
 struct CopySource {
     std::string fullName;  // absolute path of the source file
     std::string name;      // its file name
+    // The copy stands alone: formulas that reach other sheets or workbooks
+    // become their cached values, and names, validations and conditional
+    // formats that reach outside go, instead of linking back to the source.
+    bool valuesOnly = false;
 
     friend bool operator==(const CopySource&, const CopySource&) = default;
+};
+
+// What a copy made with CopySource::valuesOnly changed.
+struct ValuesReport {
+    std::size_t formulas = 0;            // written as their values
+    std::size_t names = 0;               // dropped, as the next three
+    std::size_t validations = 0;
+    std::size_t conditionalFormats = 0;
 };
 
 class Document {
@@ -38,6 +50,9 @@ public:
     // and everything it reaches. References to other sheets become external
     // references to `source`. Throws tb::Error.
     virtual std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const = 0;
+
+    // For a copy made with CopySource::valuesOnly, what it changed.
+    virtual ValuesReport valuesReport() const { return {}; }
 
     // Writes the whole file. Throws tb::Error; what the sink throws passes through.
     virtual void save(tb::ByteSink& out) const = 0;

@@ -15,7 +15,7 @@ void Worksheet::Copy() const
 {
     book_->requireOpen();
     Application& app = book_->app_;
-    auto doc = book_->copies_.copy(index_, CopySource{book_->FullName(), book_->Name()});
+    auto doc = book_->copies_.copy(index_, CopySource{book_->FullName(), book_->Name(), app.CopyValuesOnly()});
     const std::string name = app.nextNewBookName();
     auto copy = std::shared_ptr<Workbook>(new Workbook(app, std::move(doc), name, name));
     app.adopt(copy);

@@ -2,6 +2,7 @@
 
 #include "FolderOps.h"
 #include "OutputNaming.h"
+#include "ValuesNote.h"
 #include "excel/Application.h"
 #include "excel/Workbook.h"
 #include "tasklist/TaskList.h"
@@ -47,9 +48,13 @@ std::string folderFor(const excel::Application& app, const tasklist::TaskRow& ro
 
 // Copies the row's worksheet into a workbook of its own, saves it and
 // closes it; the source is active again. Answers the file written.
-std::string writeSheet(excel::Application& app, const tasklist::TaskRow& row, const std::string& folder)
+std::string writeSheet(excel::Application& app, const tasklist::TaskRow& row, const std::string& folder,
+                       RunReport& report)
 {
     active(app)->Worksheets().Item(row.WorkSheetName).Copy();
+    // A copy that keeps values only says what it turned into values and dropped.
+    if (const auto note = valuesNote(active(app)->document().valuesReport()); !note.empty())
+        report.notice(row.SourceFileName, row.WorkSheetName + ": " + note);
     active(app)->SaveAs(sheetFileName(folder, row.WorkSheetName, row.SourceFileName), 1);
     std::string written = active(app)->FullName();
     active(app)->Close(false);
@@ -70,7 +75,7 @@ RunResult run(excel::Application& app, const tasklist::TaskList& rows, const Run
             report.rowStarting(index, row);
             activate(app, row.SourceFileName);
             const std::string folder = folderFor(app, row, options, report);
-            const std::string written = writeSheet(app, row, folder);
+            const std::string written = writeSheet(app, row, folder, report);
             result.rowsDone = index;
             report.rowDone(index, row, written);
         }

@@ -496,3 +496,180 @@ TEST(BiffCopy, NameIndicesFollowTheNamesLeftOut)
         }
     }
 }
+
+namespace {
+
+// The offsets a sheet's row index gives land where they say: INDEX on each
+// DBCELL, each DBCELL back on its first ROW and on to every row's first cell.
+// Returns the number of DBCELL records.
+std::size_t checkRowIndex(const std::vector<std::byte>& stream, std::size_t sheetAt)
+{
+    static const excel::biff::StreamContext ctx{"copy.xls", "Workbook"};
+    std::map<std::size_t, std::uint16_t> typeAt;
+    std::vector<std::size_t> dbcells;
+    std::vector<std::uint32_t> indexed;
+    excel::biff::RecordReader r(stream, sheetAt, ctx);
+    int depth = 0;
+    while (!r.atEnd()) {
+        const auto rec = r.next();
+        typeAt[rec.offset] = rec.type;
+        depth += rec.type == rt::Bof ? 1 : rec.type == rt::Eof ? -1 : 0;
+        if (rec.type == 0x00D7)
+            dbcells.push_back(rec.offset);
+        if (rec.type == rt::Index)
+            for (std::size_t i = 16; i + 4 <= rec.body.size(); i += 4)
+                indexed.push_back(u32(rec.body, i));
+        if (depth == 0)
+            break;
+    }
+    EXPECT_EQ(indexed, std::vector<std::uint32_t>(dbcells.begin(), dbcells.end()));
+    for (const std::size_t at : dbcells) {
+        const auto body = Bytes(stream).subspan(at + 4, u16(stream, at + 2));
+        const std::size_t row = at - u32(body, 0);
+        EXPECT_EQ(typeAt[row], 0x0208) << "DBCELL at " << at;
+        std::size_t cell = row + 4 + u16(stream, row + 2);
+        for (std::size_t i = 4; i + 2 <= body.size(); i += 2) {
+            cell += u16(body, i);
+            EXPECT_TRUE(typeAt.count(cell)) << "DBCELL at " << at << " entry " << i / 2;
+        }
+    }
+    return dbcells.size();
+}
+
+CopySource valuesOnly()
+{
+    CopySource s = kSource;
+    s.valuesOnly = true;
+    return s;
+}
+
+}  // namespace
+
+TEST(BiffCopy, ValuesOnlyCopiesStandAlone)
+{
+    auto src = openPath("made/crossref.xls");
+    const auto& names = src->worksheetNames();
+    const auto calc = static_cast<std::size_t>(std::find(names.begin(), names.end(), "Calc") - names.begin());
+    const auto copy = src->copyWorksheet(calc, valuesOnly());
+    const auto bytes = saved(*copy);
+    const auto stream = workbookStreamOf(bytes);
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+
+    std::set<std::string> kept;
+    for (const auto& [type, body] : recordsOf(Bytes(stream).first(g.end))) {
+        EXPECT_FALSE(type == rt::SupBook && u16(body, 2) != 0x0401) << "a SUPBOOK other than the workbook's own";
+        EXPECT_NE(type, rt::Xct);
+        if (type == rt::Name) {
+            std::u16string n;
+            std::size_t at = 14;
+            excel::biff::readStringNoCch(body, at, excel::biff::u8(body, 3), n);
+            kept.insert(excel::biff::toUtf8(n));
+        }
+    }
+    EXPECT_EQ(kept, std::set<std::string>{"LocalTotal"});  // Amounts and TaxRate read Data
+    EXPECT_EQ(copy->valuesReport().names, 2u);
+    int values = 0;
+    for (const auto& [type, body] : recordsOf(stream, g.sheets.at(0).position))
+        values += type == rt::Number || type == rt::Label || type == rt::BoolErr;
+    EXPECT_EQ(copy->valuesReport().formulas, static_cast<std::size_t>(values));
+    EXPECT_GT(values, 0);
+    // The copy reads as a workbook of its own.
+    auto again = open(std::make_shared<tb::MemorySource>(bytes), "copy.xls");
+    EXPECT_NO_THROW(again->copyWorksheet(0, kSource));
+}
+
+TEST(BiffCopy, ValuesOnlyKeepsTheRowIndexTrue)
+{
+    auto src = openPath("xlrd/namesdemo.xls");
+    const auto copy = src->copyWorksheet(0, valuesOnly());
+    ASSERT_GT(copy->valuesReport().formulas, 0u);
+    const auto stream = workbookStreamOf(saved(*copy));
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+    EXPECT_GT(checkRowIndex(stream, g.sheets.at(0).position), 0u);
+}
+
+TEST(BiffCopy, ASharedFormulaCachesTheCellsItsRelativeReferencesReach)
+{
+    // "Inputs" holds A1:A3; "Calc" has B1:B3 as one shared formula reading
+    // Inputs one column to the left in the same row (=Inputs!A1 filled down),
+    // stored as offsets from each cell.
+    std::vector<std::byte> s;
+    record(s, 0x0809, bof(0x0600, 0x0005));
+    Body supbook;
+    push16(supbook, 2);
+    push16(supbook, 0x0401);
+    record(s, rt::SupBook, supbook);
+    Body xti;
+    for (std::uint16_t v : {1, 0, 0, 0})
+        push16(xti, v);
+    record(s, rt::ExternSheet, xti);
+    std::vector<std::size_t> patch;
+    for (const char* name : {"Inputs", "Calc"}) {
+        Body b;
+        push32(b, 0);
+        push16(b, 0);
+        push8(b, static_cast<std::uint8_t>(std::strlen(name)));
+        push8(b, 0);
+        for (const char* c = name; *c; ++c)
+            push8(b, static_cast<std::uint8_t>(*c));
+        patch.push_back(s.size() + 4);
+        record(s, 0x0085, b);
+    }
+    record(s, 0x000A, {});
+    auto number = [](std::uint16_t row, std::uint16_t col, double v) {
+        Body b;
+        push16(b, row);
+        push16(b, col);
+        push16(b, 15);
+        std::uint64_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        push32(b, static_cast<std::uint32_t>(bits));
+        push32(b, static_cast<std::uint32_t>(bits >> 32));
+        return b;
+    };
+    excel::biff::put32(s, patch[0], static_cast<std::uint32_t>(s.size()));
+    record(s, 0x0809, bof(0x0600, 0x0010));
+    for (std::uint16_t r = 0; r < 3; ++r)
+        record(s, rt::Number, number(r, 0, 10.0 * (r + 1)));
+    record(s, 0x000A, {});
+    excel::biff::put32(s, patch[1], static_cast<std::uint32_t>(s.size()));
+    record(s, 0x0809, bof(0x0600, 0x0010));
+    for (std::uint16_t r = 0; r < 3; ++r) {
+        Body f = number(r, 1, 10.0 * (r + 1));
+        push16(f, 0x0008);  // fShrFmla
+        push32(f, 0);
+        push16(f, 5);
+        push8(f, 0x01);  // PtgExp to B1
+        push16(f, 0);
+        push16(f, 1);
+        record(s, rt::Formula, f);
+        if (r == 0) {
+            Body shared;
+            push16(shared, 0);
+            push16(shared, 2);
+            push8(shared, 1);
+            push8(shared, 1);
+            push16(shared, 3);
+            push16(shared, 7);
+            push8(shared, 0x3A);   // PtgRef3d
+            push16(shared, 0);     // XTI 0: Inputs
+            push16(shared, 0);     // row offset 0
+            push16(shared, 0xC0FF);  // row and column relative, column offset -1
+            record(s, rt::ShrFmla, shared);
+        }
+    }
+    record(s, 0x000A, {});
+
+    auto src = open(compoundFile({{"Workbook", s}}), "shared.xls");
+    const auto stream = workbookStreamOf(saved(*src->copyWorksheet(1, kSource)));
+    const auto g = excel::biff::parseGlobals(stream, {"copy.xls", "Workbook"});
+    std::map<std::uint16_t, double> cached;  // row of Inputs!A -> value
+    for (const auto& [type, body] : recordsOf(Bytes(stream).first(g.end))) {
+        if (type == rt::Crn && excel::biff::u8(body, 1) == 0 && excel::biff::u8(body, 4) == 0x01) {
+            double d;
+            std::memcpy(&d, body.data() + 5, 8);
+            cached[u16(body, 2)] = d;
+        }
+    }
+    EXPECT_EQ(cached, (std::map<std::uint16_t, double>{{0, 10.0}, {1, 20.0}, {2, 30.0}}));
+}

@@ -89,7 +89,7 @@ TEST(OoxmlCopy, NamesAreRescopedFilteredAndExternalized)
     EXPECT_EQ(wb.find("OnData"), std::string::npos) << wb;
     const auto& sheet = parts.at("xl/worksheets/sheet3.xml");
     for (const char* f : {"<f>[1]Data!A1*2</f>", "<f>'[1]It''s other'!A2+1</f>", "SUM([1]Data!A1:A3*2)",
-                          "<f>SUM('[1]Data:It''s other'!A1)</f>", "<f>SUM([1]!Prices[Cost])</f>", "<f>Local+1</f>",
+                          "<f>SUM('[1]Data:It''s other'!A1)</f>", "<f>SUM([1]Data!$G$2:$G$4)</f>", "<f>Local+1</f>",
                           "<formula1>[1]Data!$B$1:$B$5</formula1>", "<formula>A1&gt;[1]Data!$A$1</formula>",
                           "\"Sheet2!A1\""})
         EXPECT_NE(sheet.find(f), std::string::npos) << f;
@@ -101,6 +101,8 @@ TEST(OoxmlCopy, NamesAreRescopedFilteredAndExternalized)
     EXPECT_NE(link.find("<cell r=\"B1\" t=\"str\"><v>item0</v></cell>"), std::string::npos) << link;
     EXPECT_NE(link.find("<sheetData sheetId=\"1\"><row r=\"1\"><cell r=\"A1\"><v>30</v></cell>"), std::string::npos)
         << link;
+    // The table's column, read as the range it stands for.
+    EXPECT_NE(link.find("<cell r=\"G4\"><v>4</v></cell>"), std::string::npos) << link;
 }
 
 TEST(OoxmlCopy, ASheetWithoutOutsideReferencesGetsNoLink)

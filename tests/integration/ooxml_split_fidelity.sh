@@ -57,9 +57,59 @@ def short_name(base):
 def unquote(p):
     return p[1:-1].replace("''", "'") if p.startswith("'") else p
 
-def canon(formula, link_index):
+def col_letters(n):
+    s = ""
+    while n:
+        n, r = divmod(n - 1, 26)
+        s = chr(65 + r) + s
+    return s
+
+def source_tables(book):
+    """Table name (lower case) -> (sheet, first row, first col, last row, last col, headers, totals, columns)."""
+    from openpyxl.utils.cell import range_boundaries
+    out = {}
+    for ws in book.worksheets:
+        for t in getattr(ws, "tables", {}).values():
+            c0, r0, c1, r1 = range_boundaries(t.ref)
+            h = 1 if t.headerRowCount is None else int(t.headerRowCount)
+            out[t.displayName.lower()] = (ws.title, r0, c0, r1, c1, h, int(t.totalsRowCount or 0),
+                                          [c.name.lower() for c in t.tableColumns])
+    return out
+
+def table_range(v, tables, own, row):
+    """'Tbl[Col]' on another sheet -> 'SHEET!$B$2:$B$9' (the copy writes its range); None otherwise."""
+    name, _, spec = v.partition("[")
+    t = tables.get(name.lower())
+    if t is None or t[0] == own:
+        return None
+    sheet, r0, c0, r1, c1, h, tot, cols = t
+    body = spec[:-1]
+    this_row = body.startswith("@")
+    body = body[1:] if this_row else body
+    items = re.findall(r"\[((?:[^\[\]']|'.)*)\]", body) if body.startswith("[") else ([body] if body else [])
+    items = [re.sub(r"'(.)", r"\1", i.strip()) for i in items] + (["#this row"] if this_row else [])
+    special = {i.lower() for i in items if i.startswith("#")}
+    names = [i.lower() for i in items if i and not i.startswith("#")]
+    top, bottom = r0 + h, r1 - tot
+    if special == {"#all"}: top, bottom = r0, r1
+    elif special == {"#headers"}: bottom = top = r0
+    elif special == {"#totals"}: top = bottom = r1
+    elif special == {"#headers", "#data"}: top = r0
+    elif special == {"#data", "#totals"}: bottom = r1
+    elif special == {"#this row"}: top = bottom = row
+    first, last = c0, c1
+    if names:
+        idx = [cols.index(n) for n in names]
+        first, last = c0 + min(idx), c0 + max(idx)
+    rr = "" if "#this row" in special else "$"
+    a = "$%s%s%d" % (col_letters(first), rr, top)
+    b = "$%s%s%d" % (col_letters(last), rr, bottom)
+    return "%s!%s" % (sheet.upper(), a if a == b else a + ":" + b)
+
+def canon(formula, link_index, tables=None, own=None, row=0):
     """References to the source through link `link_index` read as internal ones;
-    sheet prefixes are unquoted so that quoting style does not matter."""
+    sheet prefixes are unquoted so that quoting style does not matter; with
+    `tables`, structured references to other sheets' tables read as their ranges."""
     try:
         items = Tokenizer(formula if formula.startswith("=") else "=" + formula).items
     except Exception:
@@ -68,6 +118,8 @@ def canon(formula, link_index):
     for t in items:
         v = t.value
         if t.type == "OPERAND" and t.subtype == "RANGE":
+            if tables and "[" in v and "!" not in v and not v.startswith("["):
+                v = table_range(v, tables, own, row) or v
             if link_index and v.startswith("[%d]!" % link_index):
                 v = v[len("[%d]!" % link_index):]
             if "!" in v:
@@ -157,6 +209,7 @@ for src in sys.argv[2:]:
     base = os.path.basename(src)
     try:
         sv, sf = load(src, True), load(src, False)
+        tables = source_tables(sf)
     except Exception as e:
         problems.append("%s: openpyxl cannot read the source: %s" % (base, e))
         continue
@@ -192,7 +245,7 @@ for src in sys.argv[2:]:
             fa, fb = s_ws._cells.get(k), o_ws._cells.get(k)
             fa_v, fb_v = (fa.value if fa else None), (fb.value if fb else None)
             if isinstance(fa_v, str) and fa_v.startswith("="):
-                if not (isinstance(fb_v, str) and canon(fa_v, 0) == canon(fb_v, link)):
+                if not (isinstance(fb_v, str) and canon(fa_v, 0, tables, name, k[0]) == canon(fb_v, link)):
                     problems.append("%s: formula at %s: %r -> %r" % (where, k, fa_v, fb_v))
                 elif other_sheets(fa_v, sf.sheetnames, name):
                     externalized += 1

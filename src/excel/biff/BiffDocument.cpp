@@ -36,7 +36,11 @@ std::string findChild(const cfb::Storage& st, const std::string& name)
 // A one-sheet copy: the compound file to write, held whole.
 class BiffCopy final : public Document {
 public:
-    BiffCopy(cfb::Node root, std::string sheetName) : root_(std::move(root)), names_{std::move(sheetName)} {}
+    BiffCopy(cfb::Node root, std::string sheetName, ValuesReport values = {})
+        : root_(std::move(root)), names_{std::move(sheetName)}, values_(values)
+    {
+    }
+    ValuesReport valuesReport() const override { return values_; }
 
     Family family() const override { return Family::Biff8; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
@@ -59,6 +63,7 @@ private:
 
     cfb::Node root_;
     std::vector<std::string> names_;
+    ValuesReport values_;
 };
 
 // Sheets' substreams read through one handle on the stream: in place where
@@ -190,7 +195,7 @@ public:
                 root.children.push_back(cfb::readTree(*root_, name, ctx_.file));
             }
         }
-        return std::make_unique<BiffCopy>(std::move(root), names_[index]);
+        return std::make_unique<BiffCopy>(std::move(root), names_[index], copy.values);
     }
 
     void save(tb::ByteSink&) const override

@@ -1,5 +1,8 @@
 #include "Formula.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace excel::biff {
 
 namespace {
@@ -109,16 +112,38 @@ Ref3d ref3dAt(Bytes rgce, unsigned base, std::size_t at)
     if (base == 0x1A) {
         r.rowFirst = r.rowLast = rd16(rgce, at + 3);
         r.colFirst = r.colLast = rd16(rgce, at + 5) & 0x3FFF;
+        r.flagsFirst = r.flagsLast = rd16(rgce, at + 5) & 0xC000;
     } else {
         r.rowFirst = rd16(rgce, at + 3);
         r.rowLast = rd16(rgce, at + 5);
         r.colFirst = rd16(rgce, at + 7) & 0x3FFF;
         r.colLast = rd16(rgce, at + 9) & 0x3FFF;
+        r.flagsFirst = rd16(rgce, at + 7) & 0xC000;
+        r.flagsLast = rd16(rgce, at + 9) & 0xC000;
     }
     return r;
 }
 
 }  // namespace
+
+RefArea sharedRefArea(const Ref3d& ref, const RefArea& cells)
+{
+    // Each end of the reference, over every cell of the formula; the area is what they span.
+    auto span = [](std::uint16_t v, bool relative, int offset, int from, int to, int max) {
+        const int lo = relative ? from + offset : v, hi = relative ? to + offset : v;
+        return std::pair<int, int>{std::clamp(lo, 0, max), std::clamp(hi, 0, max)};
+    };
+    auto rows = [&](std::uint16_t row, std::uint16_t flags) {
+        return span(row, flags & 0x8000, static_cast<std::int16_t>(row), cells.rowFirst, cells.rowLast, 0xFFFF);
+    };
+    auto cols = [&](std::uint16_t col, std::uint16_t flags) {
+        return span(col, flags & 0x4000, static_cast<std::int8_t>(col & 0xFF), cells.colFirst, cells.colLast, 0xFF);
+    };
+    const auto r1 = rows(ref.rowFirst, ref.flagsFirst), r2 = rows(ref.rowLast, ref.flagsLast);
+    const auto c1 = cols(ref.colFirst, ref.flagsFirst), c2 = cols(ref.colLast, ref.flagsLast);
+    return {static_cast<std::uint16_t>(std::min(r1.first, r2.first)), static_cast<std::uint16_t>(std::max(r1.second, r2.second)),
+            static_cast<std::uint16_t>(std::min(c1.first, c2.first)), static_cast<std::uint16_t>(std::max(c1.second, c2.second))};
+}
 
 bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
 {
@@ -135,7 +160,9 @@ bool walkFormula(std::span<std::byte> rgce, const FormulaVisitor& visit)
 bool readFormula(Bytes rgce, const FormulaReader& visit)
 {
     return forEachToken(rgce, [&](unsigned base, std::size_t at) {
-        if (base == 0x19 && visit.nameX)
+        if (base == 0x03 && visit.name)
+            visit.name(rd16(rgce, at + 1));
+        else if (base == 0x19 && visit.nameX)
             visit.nameX(rd16(rgce, at + 1), rd16(rgce, at + 3));
         else if ((base == 0x1A || base == 0x1B) && visit.ref)
             visit.ref(ref3dAt(rgce, base, at));

@@ -17,7 +17,18 @@ namespace excel::biff {
 struct Ref3d {
     std::uint16_t ixti;
     std::uint16_t rowFirst, rowLast, colFirst, colLast;  // columns without their relative flags
+    // Bit 15: the row is relative, bit 14: the column. Where the formula is a
+    // shared one, a relative row is a signed offset from the cell, and a
+    // relative column one in its low byte [MS-XLS 2.5.198.85, RgceLocRel].
+    std::uint16_t flagsFirst, flagsLast;
 };
+
+// The rows and columns (0-based, inclusive) a 3D reference of a shared
+// formula reaches from the cells rowFirst..rowLast, colFirst..colLast.
+struct RefArea {
+    std::uint16_t rowFirst, rowLast, colFirst, colLast;
+};
+RefArea sharedRefArea(const Ref3d& ref, const RefArea& cells);
 
 // What a walk is told about; every callback may be empty.
 struct FormulaVisitor {
@@ -31,6 +42,8 @@ struct FormulaVisitor {
 
 // What a walk that only looks is told; every callback may be empty.
 struct FormulaReader {
+    // PtgName: its 1-based index into the NAME records.
+    std::function<void(std::uint16_t index)> name;
     // PtgNameX: the XTI it goes through and its 1-based name index.
     std::function<void(std::uint16_t ixti, std::uint16_t index)> nameX;
     // PtgRef3d and PtgArea3d.

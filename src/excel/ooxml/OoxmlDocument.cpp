@@ -36,10 +36,11 @@ private:
 // A one-sheet workbook made by a copy, held as the parts it will be written as.
 class CopiedDocument final : public Document {
 public:
-    CopiedDocument(OutputPackage parts, std::string sheetName, std::string file)
-        : parts_(std::move(parts)), names_{std::move(sheetName)}, file_(std::move(file))
+    CopiedDocument(OutputPackage parts, std::string sheetName, std::string file, ValuesReport report)
+        : parts_(std::move(parts)), names_{std::move(sheetName)}, file_(std::move(file)), report_(report)
     {
     }
+    ValuesReport valuesReport() const override { return report_; }
 
     Family family() const override { return Family::Ooxml; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
@@ -57,14 +58,16 @@ private:
     OutputPackage parts_;
     std::vector<std::string> names_;
     std::string file_;
+    ValuesReport report_;
 };
 
 std::unique_ptr<Document> SourceDocument::copyWorksheet(std::size_t index, const CopySource& source) const
 {
     if (index >= pkg_->worksheets().size())
         throw engineError(pkg_->file(), "has no worksheet number " + std::to_string(index + 1) + ".");
-    auto parts = copyWorksheetPackage(pkg_, index, source);
-    return std::make_unique<CopiedDocument>(std::move(parts), pkg_->worksheetNames()[index], pkg_->file());
+    ValuesReport report;
+    auto parts = copyWorksheetPackage(pkg_, index, source, &report);
+    return std::make_unique<CopiedDocument>(std::move(parts), pkg_->worksheetNames()[index], pkg_->file(), report);
 }
 
 }  // namespace

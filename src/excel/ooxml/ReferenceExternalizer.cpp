@@ -11,8 +11,9 @@ using formula::TokenKind;
 std::string foldName(const std::string& s) { return tb::foldAscii(s); }
 
 ReferenceExternalizer::ReferenceExternalizer(std::vector<std::string> sheetNames, std::string ownSheet,
-                                             std::set<std::string> ownTables, int bookIndex)
-    : sheetNames_(std::move(sheetNames)), ownFolded_(foldName(ownSheet)), bookIndex_(bookIndex)
+                                             std::set<std::string> ownTables, int bookIndex, TableLookup tables)
+    : sheetNames_(std::move(sheetNames)), ownFolded_(foldName(ownSheet)), bookIndex_(bookIndex),
+      tables_(std::move(tables))
 {
     for (const auto& n : sheetNames_)
         foldedSheetNames_.push_back(foldName(n));
@@ -49,7 +50,30 @@ bool isBoolWord(const std::string& s)
 }
 }  // namespace
 
-std::string ReferenceExternalizer::rewrite(const std::string& text, bool& changed)
+std::string ReferenceExternalizer::tableRange(const std::string& table, const std::string& local, std::uint32_t row)
+{
+    const TableOnSheet* t = tables_ ? tables_(foldName(table)) : nullptr;
+    if (!t || t->sheet >= sheetNames_.size() || foldedSheetNames_[t->sheet] == ownFolded_)
+        return {};
+    const auto area = formula::resolveStructured(std::string_view(local).substr(table.size()), t->shape, row);
+    if (!area)
+        return {};
+    // The cache holds what every row of a "this row" reference can reach:
+    // a shared formula moves it down the table.
+    formula::CellRange cached = area->cells;
+    if (area->thisRow) {
+        cached.first.row = t->shape.ref.first.row;
+        cached.last.row = t->shape.ref.last.row;
+    }
+    ranges_[t->sheet].push_back(cached);
+    const std::string& sheet = sheetNames_[t->sheet];
+    const std::string book = "[" + std::to_string(bookIndex_) + "]";
+    const std::string prefix =
+        formula::isPlainSheetName(sheet) ? book + sheet + "!" : "'" + book + quotedBody(sheet) + "'!";
+    return prefix + formula::areaText(*area);
+}
+
+std::string ReferenceExternalizer::rewrite(const std::string& text, bool& changed, std::uint32_t row)
 {
     changed = false;
     const auto tokens = formula::tokenize(text);
@@ -70,6 +94,11 @@ std::string ReferenceExternalizer::rewrite(const std::string& text, bool& change
         if (!t.hasPrefix) {
             if (t.structured) {
                 if (!t.table.empty() && !ownTables_.count(foldName(t.table))) {
+                    if (std::string range = tableRange(t.table, t.local, row); !range.empty()) {
+                        out += range;
+                        changed = externalized_ = true;
+                        continue;
+                    }
                     out += book + "!";
                     out += raw;
                     changed = externalized_ = true;

@@ -5,6 +5,8 @@
 #include "PartName.h"
 #include "ReferenceExternalizer.h"
 #include "SharedStrings.h"
+#include "SourceTables.h"
+#include "ValuesOnly.h"
 #include "WorkbookPart.h"
 #include "Xml.h"
 #include "excel/EngineError.h"
@@ -61,6 +63,8 @@ public:
         excluded_.insert(tb::foldAscii(src_.workbookPart()));
     }
 
+    ValuesReport report() const { return report_; }
+
     OutputPackage run()
     {
         collect(sheet_->part);
@@ -89,7 +93,10 @@ public:
                     ++existingLinks;
             }
         }
-        ex_ = std::make_unique<ReferenceExternalizer>(allNames, sheet_->name, ownTables, existingLinks + 1);
+        ex_ = std::make_unique<ReferenceExternalizer>(allNames, sheet_->name, ownTables, existingLinks + 1,
+                                                      [this](const std::string& folded) { return table(folded); });
+        if (from_.valuesOnly)
+            reach_ = std::make_unique<OutsideReach>(allNames, sheet_->name, ownTables, namesOf(*wbDoc));
 
         rewriteSheet();
         rewriteOtherParts();
@@ -201,14 +208,41 @@ private:
         sst_ = src_.sharedStrings(sstPart_);
     }
 
+    // The workbook's names and the copied sheet's own, for a copy that keeps values only.
+    std::vector<DefinedNameText> namesOf(pugi::xml_document& wb) const
+    {
+        std::vector<DefinedNameText> out;
+        const std::string pos = std::to_string(sheetPos_);
+        for (auto d = child(child(wb.document_element(), "definedNames"), "definedName"); d; d = d.next_sibling()) {
+            const auto ls = d.attribute("localSheetId");
+            if (d.type() == pugi::node_element && (!ls || std::string_view(ls.value()) == pos))
+                out.push_back({d.attribute("name").value(), d.text().get(), static_cast<bool>(ls)});
+        }
+        return out;
+    }
+
+    // ---- tables of other sheets, read when a formula first names one
+    const TableOnSheet* table(const std::string& folded)
+    {
+        if (!tables_)
+            tables_ = readSourceTables(src_);
+        const auto it = tables_->find(folded);
+        return it == tables_->end() ? nullptr : &it->second;
+    }
+
     // ---- the sheet part
-    std::string rewriteFormula(const std::string& text, bool& changed) { return ex_->rewrite(text, changed); }
+    std::string rewriteFormula(const std::string& text, bool& changed, std::uint32_t row = 0)
+    {
+        return ex_->rewrite(text, changed, row);
+    }
 
     void rewriteSheet()
     {
         const std::string& part = sheet_->part;
         auto doc = src_.parsed(part);
         auto root = doc->document_element();
+        if (reach_)
+            keepValuesOnly(root, *reach_, report_, valuesNames_);
         auto visit = [&](pugi::xml_node e) {
             const auto ln = localName(e);
             if (ln == "c") {
@@ -301,10 +335,29 @@ private:
         if (text.empty())
             return false;
         bool changed = false;
-        std::string n = rewriteFormula(text, changed);
+        std::string n = rewriteFormula(text, changed, formulaRow(e));
         if (changed)
             e.text().set(n.c_str());
         return changed;
+    }
+
+    // The row a formula is computed in: its cell's, or the first of the
+    // cells a validation or a conditional format applies to.
+    static std::uint32_t formulaRow(pugi::xml_node e)
+    {
+        for (auto n = e.parent(); n; n = n.parent()) {
+            const auto ln = localName(n);
+            const char* at = ln == "c" ? n.attribute("r").value() : n.attribute("sqref").value();
+            if (ln == "c" || ln == "dataValidation" || ln == "conditionalFormatting") {
+                std::string_view first = at;
+                first = first.substr(0, first.find_first_of(" :"));
+                const auto cell = formula::parseCell(first);
+                return cell ? cell->row : 0;
+            }
+            if (ln == "sheetData" || ln == "worksheet")
+                break;
+        }
+        return 0;
     }
 
     // ---- charts, drawings and control properties that hold formulas
@@ -321,7 +374,7 @@ private:
             if (!chart && !drawing && !ctrl)
                 continue;
             auto doc = parseXml(src_.read(p), src_.file(), p);
-            bool changed = false;
+            bool changed = chart && reach_ && chartValuesOnly(doc->document_element(), *reach_, report_, valuesNames_);
             walkElements(doc->document_element(), [&](pugi::xml_node e) {
                 if (chart && localName(e) == "f")
                     changed = rewriteText(e) || changed;
@@ -350,7 +403,17 @@ private:
         for (const auto& r : wbRels_)
             how.keptRelIds.insert(r.id);
         how.rewriteFormula = [this](pugi::xml_node e) { return rewriteText(e); };
-        how.nameUsed = [this](const std::string& folded) { return ex_->namesUsed().count(folded) != 0; };
+        how.nameUsed = [this](const std::string& folded) {
+            return ex_->namesUsed().count(folded) != 0 || (valuesNames_.count(folded) && reach_->name(folded));
+        };
+        if (reach_) {
+            how.dropName = [this](pugi::xml_node d) {
+                const std::string folded = foldName(d.attribute("name").value());
+                const bool drop = reach_->name(folded) && !ex_->namesUsed().count(folded);
+                report_.names += drop;
+                return drop;
+            };
+        }
         how.linkRelId = [this]() {
             if (ex_->anyExternalized() && linkRelId_.empty())
                 linkRelId_ = freshRelId();
@@ -573,14 +636,22 @@ private:
     std::string out_sheet_;
     std::map<std::string, std::string> rewritten_;
     std::string linkRelId_;
+    std::optional<std::map<std::string, TableOnSheet>> tables_;
+    std::unique_ptr<OutsideReach> reach_;  // for a copy that keeps values only
+    std::set<std::string> valuesNames_;    // names the formulas written as values used
+    ValuesReport report_;
 };
 
 }  // namespace
 
 OutputPackage copyWorksheetPackage(const std::shared_ptr<const SourcePackage>& source, std::size_t worksheet,
-                                   const CopySource& from)
+                                   const CopySource& from, ValuesReport* report)
 {
-    return Copier(source, worksheet, from).run();
+    Copier copier(source, worksheet, from);
+    OutputPackage out = copier.run();
+    if (report)
+        *report = copier.report();
+    return out;
 }
 
 }  // namespace excel::ooxml

@@ -13,7 +13,8 @@
 namespace excel::ooxml {
 
 // `worksheet` indexes SourcePackage::worksheets(). Throws tb::Error 1004.
+// With `from.valuesOnly`, what was changed goes into `report`.
 OutputPackage copyWorksheetPackage(const std::shared_ptr<const SourcePackage>& source, std::size_t worksheet,
-                                   const CopySource& from);
+                                   const CopySource& from, ValuesReport* report = nullptr);
 
 }  // namespace excel::ooxml

@@ -65,9 +65,13 @@ void rewriteWorkbookPart(pugi::xml_document& doc, const WorkbookRewrite& how)
             if (d.type() == pugi::node_element) {
                 if (auto ls = d.attribute("localSheetId")) {
                     if (std::string_view(ls.value()) == pos) {
-                        ls.set_value("0");
+                        // A dropped one still hides the workbook's name of that name.
                         ownLocal.insert(foldName(d.attribute("name").value()));
-                        how.rewriteFormula(d);
+                        ls.set_value("0");
+                        if (how.dropName && how.dropName(d))
+                            names.remove_child(d);
+                        else
+                            how.rewriteFormula(d);
                     } else {
                         names.remove_child(d);
                     }
@@ -85,12 +89,17 @@ void rewriteWorkbookPart(pugi::xml_document& doc, const WorkbookRewrite& how)
                 if (keep[i] || ownLocal.count(n) || !how.nameUsed(n))
                     continue;
                 keep[i] = true;
+                if (how.dropName && how.dropName(globals[i])) {
+                    names.remove_child(globals[i]);
+                    globals[i] = pugi::xml_node();
+                    continue;
+                }
                 grew = true;
                 how.rewriteFormula(globals[i]);
             }
         }
         for (std::size_t i = 0; i < globals.size(); ++i) {
-            if (!keep[i])
+            if (!keep[i] && globals[i])
                 names.remove_child(globals[i]);
         }
     }

@@ -21,6 +21,9 @@ struct WorkbookRewrite {
     std::function<bool(pugi::xml_node)> rewriteFormula;
     // Whether a (case-folded) name is used by what the copy keeps so far.
     std::function<bool(const std::string&)> nameUsed;
+    // Whether a name the copy would keep goes instead (the copy keeps
+    // values only and the name reaches outside); may be empty.
+    std::function<bool(pugi::xml_node)> dropName;
     // Asked after the names: the relationship id of the link to the source,
     // or empty when no formula reaches another sheet.
     std::function<std::string()> linkRelId;

@@ -95,17 +95,21 @@ def chart_only(src, path):
             zout.writestr(item, data)
 
 
-def libreoffice_copy(src, dst):
+def libreoffice_copy(src, dst, fmt="xlsx:Calc MS Excel 2007 XML"):
+    """`src` saved again by LibreOffice headless as `dst`, in the format `fmt` names."""
     soffice = shutil.which("soffice")
     if not soffice:
         print("soffice not found; %s not made" % dst, file=sys.stderr)
         return
     work = tempfile.mkdtemp()
     try:
+        mid = os.path.join(work, os.path.splitext(os.path.basename(dst))[0] + os.path.splitext(src)[1])
+        shutil.copy(src, mid)
+        out = os.path.join(work, "out")
         subprocess.run([soffice, "-env:UserInstallation=file://" + work + "/profile", "--headless",
-                        "--convert-to", "xlsx:Calc MS Excel 2007 XML", "--outdir", work, src],
+                        "--convert-to", fmt, "--outdir", out, mid],
                        check=True, capture_output=True, timeout=300)
-        shutil.move(os.path.join(work, os.path.basename(src)), dst)
+        shutil.move(os.path.join(out, os.path.basename(dst)), dst)
     finally:
         shutil.rmtree(work, ignore_errors=True)
 
