@@ -15,6 +15,10 @@ namespace excel {
 
 enum class Family { Ooxml, Biff8 };
 
+// As Excel's XlSheetVisibility: a very hidden sheet is one the user cannot
+// unhide from the window.
+enum class SheetVisibility { Visible, Hidden, VeryHidden };
+
 // The workbook a copy is made from, as the copy's external references name it.
 struct CopySource {
     std::string fullName;  // absolute path of the source file
@@ -45,6 +49,17 @@ public:
     // sheets, dialog sheets and macro sheets are not worksheets. Names exactly
     // as stored.
     virtual const std::vector<std::string>& worksheetNames() const = 0;
+
+    // Of worksheet `index` (into worksheetNames), as its tab has it.
+    virtual SheetVisibility worksheetVisibility(std::size_t index) const = 0;
+
+    // Whether worksheet `index` holds a cell with a value or a formula, a
+    // merged range, a picture, chart, shape or comment. Throws tb::Error.
+    virtual bool worksheetHasContent(std::size_t index) const = 0;
+
+    // The file extension that names the format save() writes: "xls",
+    // "xlsx" or "xlsm".
+    virtual std::string fileExtension() const = 0;
 
     // A new one-sheet workbook holding worksheet `index` (into worksheetNames)
     // and everything it reaches. References to other sheets become external

@@ -11,6 +11,20 @@ std::string Worksheet::Name() const
     return book_->document().worksheetNames().at(index_);
 }
 
+SheetVisibility Worksheet::Visible() const
+{
+    book_->requireOpen();
+    return book_->document().worksheetVisibility(index_);
+}
+
+bool Worksheet::HasContent() const
+{
+    book_->requireOpen();
+    // A copy made ahead reads the document's lazily built state too.
+    book_->copies_.drop();
+    return book_->document().worksheetHasContent(index_);
+}
+
 void Worksheet::Copy() const
 {
     book_->requireOpen();

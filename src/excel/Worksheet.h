@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Document.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -14,6 +16,11 @@ public:
 
     // The name on the sheet's tab.
     std::string Name() const;
+    // Visible, hidden or very hidden, as the source's tab has it.
+    SheetVisibility Visible() const;
+    // False for a sheet with nothing a user would miss: no value, formula,
+    // merged range, picture, chart, shape or comment.
+    bool HasContent() const;
     // Makes a new, unsaved workbook holding a copy of this sheet alone and
     // makes it the active workbook. The source stays open and unchanged.
     void Copy() const;

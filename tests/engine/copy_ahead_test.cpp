@@ -25,6 +25,9 @@ public:
     MadeCopy(std::size_t index, std::string source) : index(index), source(std::move(source)), names_{"copy"} {}
     excel::Family family() const override { return excel::Family::Biff8; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
+    excel::SheetVisibility worksheetVisibility(std::size_t) const override { return excel::SheetVisibility::Visible; }
+    bool worksheetHasContent(std::size_t) const override { return true; }
+    std::string fileExtension() const override { return "xls"; }
     std::unique_ptr<Document> copyWorksheet(std::size_t, const CopySource&) const override { return nullptr; }
     void save(tb::ByteSink&) const override {}
 
@@ -48,6 +51,9 @@ public:
 
     excel::Family family() const override { return excel::Family::Biff8; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
+    excel::SheetVisibility worksheetVisibility(std::size_t) const override { return excel::SheetVisibility::Visible; }
+    bool worksheetHasContent(std::size_t) const override { return true; }
+    std::string fileExtension() const override { return "xls"; }
     void save(tb::ByteSink&) const override {}
 
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override

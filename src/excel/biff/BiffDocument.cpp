@@ -2,6 +2,7 @@
 
 #include "Globals.h"
 #include "RecordTypes.h"
+#include "SheetContent.h"
 #include "SheetCopy.h"
 #include "StreamRecords.h"
 #include "Strings.h"
@@ -44,21 +45,31 @@ public:
 
     Family family() const override { return Family::Biff8; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
+    SheetVisibility worksheetVisibility(std::size_t index) const override
+    {
+        return reread(names_.front())->worksheetVisibility(index);
+    }
+    bool worksheetHasContent(std::size_t index) const override
+    {
+        return reread(names_.front())->worksheetHasContent(index);
+    }
+    std::string fileExtension() const override { return "xls"; }
 
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
     {
-        auto bytes = std::make_shared<tb::MemorySource>(serialized(source.name));
-        return openCompoundFile(std::move(bytes), source.name)->copyWorksheet(index, source);
+        return reread(source.name)->copyWorksheet(index, source);
     }
 
     void save(tb::ByteSink& out) const override { cfb::writeCompoundFile(root_, out, names_.front()); }
 
 private:
-    std::vector<std::byte> serialized(const std::string& file) const
+    // What the copy says of itself is what its file says: write it out in
+    // memory and read that.
+    std::unique_ptr<Document> reread(const std::string& file) const
     {
         tb::MemorySink sink;
         cfb::writeCompoundFile(root_, sink, file);
-        return std::move(sink.data);
+        return openCompoundFile(std::make_shared<tb::MemorySource>(std::move(sink.data)), file);
     }
 
     cfb::Node root_;
@@ -133,6 +144,22 @@ public:
 
     Family family() const override { return Family::Biff8; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
+    SheetVisibility worksheetVisibility(std::size_t index) const override
+    {
+        switch (globals_.sheets[worksheets_.at(index)].state & 0x03) {
+        case 0:
+            return SheetVisibility::Visible;
+        case 1:
+            return SheetVisibility::Hidden;
+        default:
+            return SheetVisibility::VeryHidden;
+        }
+    }
+    bool worksheetHasContent(std::size_t index) const override
+    {
+        return sheetHasContent(substreams(), globals_.sheets[worksheets_.at(index)].position, ctx_);
+    }
+    std::string fileExtension() const override { return "xls"; }
 
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
     {
@@ -150,9 +177,8 @@ public:
             // The whole string table was read to index it; a copy reads
             // again only the strings its sheet uses.
             bytes_->release();
-            sheets_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
-        SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *sheets_, source, ctx_);
+        SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], substreams(), source, ctx_);
 
         cfb::Node root;
         root.storage = true;
@@ -204,6 +230,13 @@ public:
     }
 
 private:
+    Substreams& substreams() const
+    {
+        if (!sheets_)
+            sheets_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
+        return *sheets_;
+    }
+
     std::unique_ptr<cfb::Stream> openWorkbookStream() const
     {
         auto stream = root_->openStream(streamName_);

@@ -42,6 +42,9 @@ inline constexpr std::uint16_t MulRk = 0x00BD;
 inline constexpr std::uint16_t BoolErr = 0x0205;
 inline constexpr std::uint16_t Label = 0x0204;
 inline constexpr std::uint16_t String = 0x0207;
+inline constexpr std::uint16_t RString = 0x00D6;
+inline constexpr std::uint16_t MergedCells = 0x00E5;
+inline constexpr std::uint16_t Note = 0x001C;
 
 // BOF records of the older versions, which start their streams.
 inline constexpr std::uint16_t Bof2 = 0x0009;

@@ -1,6 +1,8 @@
 #include "OoxmlDocument.h"
 
+#include "ContentTypes.h"
 #include "OutputPackage.h"
+#include "SheetContent.h"
 #include "SheetCopier.h"
 #include "SourcePackage.h"
 #include "excel/EngineError.h"
@@ -8,6 +10,12 @@
 namespace excel::ooxml {
 
 namespace {
+
+// Macro-enabled workbooks are told by their workbook part's content type.
+std::string extensionOf(const SourcePackage& pkg)
+{
+    return pkg.contentTypes().typeOf(pkg.workbookPart()).find("macroEnabled") != std::string::npos ? "xlsm" : "xlsx";
+}
 
 // A workbook read from a package. Its bytes stay mapped; nothing is written
 // back to them.
@@ -17,6 +25,15 @@ public:
 
     Family family() const override { return Family::Ooxml; }
     const std::vector<std::string>& worksheetNames() const override { return pkg_->worksheetNames(); }
+    SheetVisibility worksheetVisibility(std::size_t index) const override
+    {
+        const std::string& state = sheet(index).state;
+        return state == "veryHidden" ? SheetVisibility::VeryHidden
+               : state == "hidden"   ? SheetVisibility::Hidden
+                                     : SheetVisibility::Visible;
+    }
+    bool worksheetHasContent(std::size_t index) const override { return ooxml::worksheetHasContent(*pkg_, sheet(index)); }
+    std::string fileExtension() const override { return extensionOf(*pkg_); }
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override;
     void save(tb::ByteSink& out) const override
     {
@@ -30,6 +47,8 @@ public:
     }
 
 private:
+    const SheetEntry& sheet(std::size_t index) const { return pkg_->sheets()[pkg_->worksheets().at(index)]; }
+
     std::shared_ptr<const SourcePackage> pkg_;
 };
 
@@ -44,17 +63,28 @@ public:
 
     Family family() const override { return Family::Ooxml; }
     const std::vector<std::string>& worksheetNames() const override { return names_; }
+    SheetVisibility worksheetVisibility(std::size_t index) const override
+    {
+        return reread(file_)->worksheetVisibility(index);
+    }
+    bool worksheetHasContent(std::size_t index) const override { return reread(file_)->worksheetHasContent(index); }
+    std::string fileExtension() const override { return reread(file_)->fileExtension(); }
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
     {
-        // A copy of a copy: write it out in memory and read that package.
-        tb::MemorySink sink;
-        save(sink);
-        auto bytes = std::make_shared<tb::MemorySource>(std::move(sink.data));
-        return openPackage(std::move(bytes), source.fullName)->copyWorksheet(index, source);
+        return reread(source.fullName)->copyWorksheet(index, source);
     }
     void save(tb::ByteSink& out) const override { parts_.write(out, file_); }
 
 private:
+    // What the copy says of itself is what its package says: write it out in
+    // memory and read that.
+    std::unique_ptr<Document> reread(const std::string& file) const
+    {
+        tb::MemorySink sink;
+        save(sink);
+        return openPackage(std::make_shared<tb::MemorySource>(std::move(sink.data)), file);
+    }
+
     OutputPackage parts_;
     std::vector<std::string> names_;
     std::string file_;

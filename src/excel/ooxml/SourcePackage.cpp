@@ -75,6 +75,7 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
             continue;
         SheetEntry e;
         e.name = s.attribute("name").value();
+        e.state = s.attribute("state").value();
         auto rid = relId(s);
         if (!rid)
             throw damaged(file, "part '" + p->workbookPart_ + "'", "the sheet '" + e.name + "' has no relationship id");

@@ -24,6 +24,7 @@ struct SheetEntry {
     std::string relId;
     std::string part;     // resolved part name
     std::string kind;     // last segment of the relationship type
+    std::string state;    // "hidden", "veryHidden", or empty when visible
     bool isWorksheet() const { return kind == "worksheet"; }
 };
 

@@ -1,0 +1,86 @@
+#include "SheetPattern.h"
+
+#include <clocale>
+#include <cwctype>
+#include <locale.h>
+
+namespace cli {
+
+namespace {
+
+// Code points of a UTF-8 string; a byte that starts no valid sequence
+// stands for itself, so that a damaged name still matches itself.
+std::u32string codePoints(std::string_view s)
+{
+    std::u32string out;
+    for (std::size_t i = 0; i < s.size();) {
+        const auto b = static_cast<unsigned char>(s[i]);
+        const std::size_t len = b < 0x80 ? 1 : b >= 0xF0 ? 4 : b >= 0xE0 ? 3 : b >= 0xC0 ? 2 : 0;
+        char32_t cp = len == 1 ? b : len == 2 ? (b & 0x1F) : len == 3 ? (b & 0x0F) : (b & 0x07);
+        bool ok = len != 0 && i + len <= s.size();
+        for (std::size_t k = 1; ok && k < len; ++k) {
+            const auto c = static_cast<unsigned char>(s[i + k]);
+            ok = (c & 0xC0) == 0x80;
+            cp = (cp << 6) | (c & 0x3F);
+        }
+        out.push_back(ok ? cp : b);
+        i += ok ? len : 1;
+    }
+    return out;
+}
+
+char32_t fold(char32_t c)
+{
+    // The C.UTF-8 locale carries Unicode's case mappings whatever the
+    // user's own locale is, so that "Ä" and "ä" match on every machine.
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
+    if (c < 0x80)
+        return (c >= 'A' && c <= 'Z') ? c + 32 : c;
+    return utf8 ? static_cast<char32_t>(towlower_l(static_cast<wint_t>(c), utf8)) : c;
+}
+
+}  // namespace
+
+bool globMatches(std::string_view pattern, std::string_view name)
+{
+    const auto p = codePoints(pattern);
+    const auto n = codePoints(name);
+    // The classic backtracking match: on a mismatch after a "*", the star
+    // takes one more character of the name; linear in practice.
+    std::size_t pi = 0, ni = 0, starP = std::u32string::npos, starN = 0;
+    while (ni < n.size()) {
+        if (pi < p.size() && p[pi] == U'*') {
+            starP = pi++;
+            starN = ni;
+        } else if (pi < p.size() && (p[pi] == U'?' || fold(p[pi]) == fold(n[ni]))) {
+            ++pi;
+            ++ni;
+        } else if (starP != std::u32string::npos) {
+            pi = starP + 1;
+            ni = ++starN;
+        } else {
+            return false;
+        }
+    }
+    while (pi < p.size() && p[pi] == U'*')
+        ++pi;
+    return pi == p.size();
+}
+
+std::string SheetSelection::excludedBy(const std::string& sheet) const
+{
+    if (!include.empty()) {
+        bool any = false;
+        for (const auto& g : include)
+            any = any || globMatches(g, sheet);
+        if (!any)
+            return include.size() == 1 ? "--sheet " + include.front() : "no --sheet pattern";
+    }
+    for (const auto& g : exclude) {
+        if (globMatches(g, sheet))
+            return "--exclude " + g;
+    }
+    return {};
+}
+
+}  // namespace cli
