@@ -1,6 +1,7 @@
 #include "SplitRun.h"
 
 #include "Progress.h"
+#include "RepairReport.h"
 #include "excel/Application.h"
 #include "excel/Workbook.h"
 #include "excel/Worksheets.h"
@@ -77,7 +78,8 @@ void createFolder(const std::string& folder)
 }
 
 // The task list, as listing each workbook in turn builds it.
-bool listWorkbooks(excel::Application& app, const std::vector<std::string>& paths, std::vector<Row>& rows)
+bool listWorkbooks(excel::Application& app, const std::vector<std::string>& paths, std::vector<Row>& rows,
+                   RepairReport& repairs)
 {
     bool ok = true;
     std::unordered_set<std::string> listed;  // paths folded: Windows names a file whichever case it is spelled in
@@ -90,6 +92,7 @@ bool listWorkbooks(excel::Application& app, const std::vector<std::string>& path
         std::shared_ptr<excel::Workbook> book;
         try {
             book = app.GetWorkbooks().Open(path);
+            repairs.report(path, book->Name(), book->repairs());
             for (const auto& sheet : book->Worksheets().all())
                 rows.push_back({path, sheet.Name()});
             book->Close(false);
@@ -116,7 +119,8 @@ int run(const Options& options)
     app.setAskToUpdateLinks(false);
 
     std::vector<Row> rows;
-    bool ok = listWorkbooks(app, options.workbooks, rows);
+    RepairReport repairs;
+    bool ok = listWorkbooks(app, options.workbooks, rows, repairs);
 
     if (options.list) {
         for (const auto& r : rows)
@@ -164,6 +168,9 @@ int run(const Options& options)
             app.ActiveWorkbook()->Close(false);
             ++done;
             progress.clear();
+            // Copying can find damage that opening did not: reported as it is repaired.
+            const auto& source = *app.ActiveWorkbook();
+            repairs.report(source.FullName(), source.Name(), source.repairs());
             std::printf("%s\n", written.c_str());
             std::fflush(stdout);
         }

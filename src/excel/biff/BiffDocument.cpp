@@ -6,6 +6,7 @@
 #include "StreamRecords.h"
 #include "Strings.h"
 #include "excel/EngineError.h"
+#include "excel/Repairs.h"
 #include "excel/cfb/CompoundFile.h"
 
 #include <algorithm>
@@ -141,6 +142,10 @@ public:
             const auto stream = openWorkbookStream();
             StreamRecords records(*stream, globals_.end, parsed->copies, ctx_);
             readGlobalRecords(records, *parsed, ctx_);
+            if (parsed->strings.size() < parsed->strings.claimed())
+                repairs_.add("the shared-string table ends early (" + std::to_string(parsed->strings.size()) +
+                             " of the " + std::to_string(parsed->strings.claimed()) +
+                             " strings it claims are there); cells that refer past them read as empty");
             parsed_ = std::move(parsed);
             // The whole string table was read to index it; a copy reads
             // again only the strings its sheet uses.
@@ -148,6 +153,8 @@ public:
             sheets_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
         SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *sheets_, source, ctx_);
+        if (copy.emptiedCells != 0 && parsed_->strings.size() == parsed_->strings.claimed())
+            repairs_.add("cells refer to shared strings past the end of the table; they read as empty");
 
         cfb::Node root;
         root.storage = true;
@@ -198,6 +205,8 @@ public:
         throw engineError(ctx_.file, "a workbook opened from a file is only read; save a copy of one of its sheets.");
     }
 
+    std::vector<std::string> repairs() const override { return repairs_.list(); }
+
 private:
     std::unique_ptr<cfb::Stream> openWorkbookStream() const
     {
@@ -239,6 +248,7 @@ private:
     mutable std::unique_ptr<Substreams> sheets_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
+    mutable Repairs repairs_;
 };
 
 }  // namespace

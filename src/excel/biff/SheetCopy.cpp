@@ -253,6 +253,9 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                                             std::to_string(sheets.size()) + " bytes)");
     UsedStrings used(strings.size());
     std::uint32_t labelCount = 0;
+    std::uint32_t emptied = 0;  // string cells that refer past the table
+    const bool hasTable = std::any_of(records.begin(), records.end(),
+                                      [](const ContinuedRecord& r) { return r.first.type == rt::Sst; });
     std::size_t sheetStop = 0;
     {
         SubstreamRecords reader(sheets, sheetStart, ctx);
@@ -271,10 +274,13 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                 if (r.body.size() < 10)
                     throwDamaged(ctx, r, "a string cell needs 10 bytes, found " + std::to_string(r.body.size()));
                 const std::uint32_t isst = u32(r.body, 6);
-                if (isst >= strings.size())
-                    throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
-                                             std::to_string(strings.size()));
-                used.mark(isst);
+                if (isst < strings.size())
+                    used.mark(isst);
+                else if (!hasTable)
+                    throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) +
+                                             ", and the workbook has no shared-string table");
+                else
+                    ++emptied;  // past the table's end: an empty string, as other readers read it
                 ++labelCount;
                 break;
             }
@@ -298,6 +304,9 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         const SstString& k = keptStrings.back();
         keptBytes += 7 + k.chars.size() + k.runs.size() + k.ext.size();
     });
+    const std::uint32_t emptyIndex = used.count();  // of the empty string the emptied cells get
+    if (emptied != 0)
+        keptStrings.emplace_back();
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
@@ -337,6 +346,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     };
 
     SheetCopy result;
+    result.emptiedCells = emptied;
     std::vector<std::byte>& out = result.stream;
     // The copy's stream is the globals with the pruned table in place of
     // the source's, then the sheet: reserved so that it is never moved, and
@@ -508,7 +518,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         switch (r.type) {
         case rt::Bof: ++depth; break;
         case rt::Eof: --depth; break;
-        case rt::LabelSst: put32(out, body + 6, used.newIndex(u32(r.body, 6))); break;
+        case rt::LabelSst: {
+            const std::uint32_t isst = u32(r.body, 6);
+            put32(out, body + 6, isst < strings.size() ? used.newIndex(isst) : emptyIndex);
+            break;
+        }
         case rt::Window2:
             if (depth == 1 && r.body.size() >= 2)
                 put16(out, body, static_cast<std::uint16_t>(u16(r.body, 0) | 0x0600));  // fSelected, fPaged

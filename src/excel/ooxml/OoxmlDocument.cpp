@@ -18,6 +18,7 @@ public:
     Family family() const override { return Family::Ooxml; }
     const std::vector<std::string>& worksheetNames() const override { return pkg_->worksheetNames(); }
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override;
+    std::vector<std::string> repairs() const override { return pkg_->repairs(); }
     void save(tb::ByteSink& out) const override
     {
         // The package as it stands, every entry copied as stored.

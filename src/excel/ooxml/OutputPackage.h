@@ -33,6 +33,9 @@ public:
     void write(tb::ByteSink& out, const std::string& file) const;
 
 private:
+    static constexpr std::size_t kPrologLook = 1024;
+    bool mayBeXml(const std::string& name) const;
+
     std::shared_ptr<const SourcePackage> source_;  // keeps the stored entries' bytes alive
     std::vector<OutputPart> parts_;
 };

@@ -1,5 +1,6 @@
 #include "SourcePackage.h"
 
+#include "Doctype.h"
 #include "PartName.h"
 #include "SharedStrings.h"
 #include "Xml.h"
@@ -75,12 +76,9 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
             continue;
         SheetEntry e;
         e.name = s.attribute("name").value();
-        auto rid = relId(s);
-        if (!rid)
-            throw damaged(file, "part '" + p->workbookPart_ + "'", "the sheet '" + e.name + "' has no relationship id");
-        e.relId = rid.value();
+        e.relId = relId(s).value();
         // Two tabs on one relationship would be one sheet under two names.
-        if (!relIds.insert(e.relId).second)
+        if (!e.relId.empty() && !relIds.insert(e.relId).second)
             throw damaged(file, "part '" + p->workbookPart_ + "'",
                           "the sheet '" + e.name + "' names the relationship '" + e.relId +
                               "', which an earlier sheet names too");
@@ -89,9 +87,15 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
             if (r.id == e.relId)
                 rel = &r;
         }
-        if (rel == nullptr || rel->external)
-            throw damaged(file, "part '" + p->workbookPart_ + "'",
-                          "the sheet '" + e.name + "' names the relationship '" + e.relId + "', which is missing");
+        if (rel == nullptr || rel->external) {
+            // Nothing tells what the tab was (a dialog or macro sheet, as a
+            // rule): it keeps its place among the tabs and is no worksheet.
+            p->repaired("the sheet tab '" + e.name + "' names " +
+                        (e.relId.empty() ? std::string("no relationship") : "the missing relationship '" + e.relId + "'") +
+                        "; it is left out");
+            p->sheets_.push_back(std::move(e));
+            continue;
+        }
         e.kind = std::string(relKind(rel->type));
         e.part = rel->part;
         if (e.isWorksheet()) {
@@ -109,7 +113,12 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
 
 std::string SourcePackage::read(const std::string& part) const
 {
-    return zip_->read(part);
+    std::string data = zip_->read(part);
+    if (scanProlog(data) == Prolog::Doctype) {
+        data = withoutDoctype(data, file_, part);
+        repaired(doctypeRepair(part));
+    }
+    return data;
 }
 
 std::unique_ptr<pugi::xml_document> SourcePackage::parsed(const std::string& part) const
@@ -135,6 +144,11 @@ const std::vector<Relationship>& SourcePackage::relsOf(const std::string& part) 
     const std::string rp = relsPartOf(part);
     if (has(rp))
         rels = parseRelationships(read(rp), part, file_, rp);
+    // Nothing can name a relationship without an Id: it is left out.
+    if (std::erase_if(rels, [](const Relationship& r) { return r.id.empty(); }) != 0) {
+        trimmedRels_.insert(part);
+        repaired("a relationship in '" + rp + "' has no Id; it is left out");
+    }
     for (auto& r : rels) {
         if (!r.external) {
             if (const auto* e = zip_->find(r.part))
