@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 
 namespace excel::biff {
 
@@ -106,6 +107,7 @@ public:
         // The handle goes once the sheets are listed: libgsf keeps a list of
         // every sector of the stream for each.
         const auto stream = openWorkbookStream();
+        noteDamagedStreams();
         {
             std::deque<std::vector<std::byte>> copies;
             StreamRecords records(*stream, static_cast<std::size_t>(stream->size()), copies, ctx_);
@@ -166,8 +168,8 @@ public:
                 wb.name = "Workbook";
                 wb.data = std::move(copy.stream);
                 root.children.push_back(std::move(wb));
-            } else if (l == "_vba_project_cur" || l == "_vba_project") {
-                continue;  // macros stay with the source
+            } else if (l == "_vba_project_cur" || l == "_vba_project" || unreadable_.count(name)) {
+                continue;  // macros stay with the source, and what cannot be read is left out
             } else if (l == "objectpool") {
                 auto pool = root_->openStorage(name);
                 if (!pool)
@@ -216,6 +218,37 @@ private:
         return stream;
     }
 
+    // What the compound file mended, and the streams beside the workbook
+    // that cannot be read: a copy does without them.
+    void noteDamagedStreams()
+    {
+        const auto leaveOut = [this](const std::string& name) {
+            unreadable_.insert(name);
+            std::string shown;
+            for (char c : name)
+                if (static_cast<unsigned char>(c) >= 32)
+                    shown += c;
+            repairs_.add("the stream '" + shown + "' is damaged; the copies are made without it");
+        };
+        // The workbook's stream is read as far as it goes; another one cut
+        // short would be carried on as garbage.
+        for (const auto& [stream, sentence] : root_->repairs()) {
+            if (stream.empty() || lower(stream) == lower(streamName_))
+                repairs_.add(sentence);
+            else if (stream.find('/') == std::string::npos)
+                leaveOut(stream);
+        }
+        for (const std::string& name : root_->childNames()) {
+            if (lower(name) == lower(streamName_) || root_->isStorage(name) || unreadable_.count(name))
+                continue;
+            try {
+                root_->openStream(name);
+            } catch (const tb::Error&) {
+                leaveOut(name);
+            }
+        }
+    }
+
     // Dialog sheets share the worksheet type in BOUNDSHEET8; their WSBOOL
     // record, among the first of the sheet, tells them apart.
     static bool isDialogSheet(cfb::Stream& probe, const SheetEntry& s)
@@ -248,6 +281,7 @@ private:
     mutable std::unique_ptr<Substreams> sheets_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
+    std::set<std::string> unreadable_;  // streams beside the workbook's that cannot be read
     mutable Repairs repairs_;
 };
 
