@@ -71,7 +71,7 @@ TEST(Repairs, EachKindOfDamageIsReadPastAndSaidOnce)
     const std::vector<std::string> simple{"Sheet1", "Data Sheet", "Sheet3"};
     const Case cases[] = {
         {"sst_index.xlsx", simple, "cells name shared strings the table does not hold", false},
-        {"pivot_rel_no_id.xlsx", {"Data", "Pivot"}, "'xl/pivotCache/_rels/pivotCacheDefinition1.xml.rels' has no Id",
+        {"pivot_rel_no_id.xlsx", {"Data", "Pivot"}, "'xl/pivotCache/_rels/pivotCacheDefinition1.xml.rels' has no Id; it is given the Id 'rId1'",
          false},
         {"missing_connections.xlsx", simple, "names the missing part 'xl/connections.xml'; it is left out", false},
         {"macro_tab_missing_rel.xlsx", simple, "the sheet tab 'Macro1' names the missing relationship 'rId9'", true},
@@ -132,6 +132,19 @@ TEST(Repairs, CellsPastTheStringTableKeepTheirFormatAndReadAsEmpty)
     zip::ZipReader z(std::make_shared<tb::MemorySource>(std::move(sink.data)), "copy");
     const std::string sheet = z.read("xl/worksheets/sheet1.xml");
     EXPECT_NE(sheet.find("<c r=\"A1\"/><c r=\"B1\"/>"), std::string::npos) << sheet;
+}
+
+TEST(Repairs, ARelationshipWithoutAnIdGetsTheOneItsPartNames)
+{
+    // The pivot cache names its records as rId1, the Id its relationship lost:
+    // the copy of the pivot table's sheet keeps the records.
+    auto doc = openRepair("pivot_rel_no_id.xlsx");
+    tb::MemorySink sink;
+    doc->copyWorksheet(1, kSource)->save(sink);
+    zip::ZipReader z(std::make_shared<tb::MemorySource>(std::move(sink.data)), "copy");
+    EXPECT_NE(z.find("xl/pivotCache/pivotCacheRecords1.xml"), nullptr);
+    const std::string rels = z.read("xl/pivotCache/_rels/pivotCacheDefinition1.xml.rels");
+    EXPECT_NE(rels.find("Id=\"rId1\""), std::string::npos) << rels;
 }
 
 TEST(Repairs, APrologIsReadOnlyAsFarAsItsRootElement)

@@ -6,6 +6,7 @@
 #include "Xml.h"
 #include "excel/EngineError.h"
 
+#include <algorithm>
 #include <set>
 
 namespace excel::ooxml {
@@ -144,10 +145,19 @@ const std::vector<Relationship>& SourcePackage::relsOf(const std::string& part) 
     const std::string rp = relsPartOf(part);
     if (has(rp))
         rels = parseRelationships(read(rp), part, file_, rp);
-    // Nothing can name a relationship without an Id: it is left out.
-    if (std::erase_if(rels, [](const Relationship& r) { return r.id.empty(); }) != 0) {
-        trimmedRels_.insert(part);
-        repaired("a relationship in '" + rp + "' has no Id; it is left out");
+    // A relationship without an Id gets the first one its part leaves free,
+    // which is the one the part names where only the Id was lost (a pivot
+    // cache's r:id="rId1" to its records).
+    for (auto& r : rels) {
+        if (!r.id.empty())
+            continue;
+        for (int n = 1; r.id.empty(); ++n) {
+            const std::string id = "rId" + std::to_string(n);
+            if (std::none_of(rels.begin(), rels.end(), [&](const Relationship& o) { return o.id == id; }))
+                r.id = id;
+        }
+        mendedRels_.insert(part);
+        repaired("a relationship in '" + rp + "' has no Id; it is given the Id '" + r.id + "'");
     }
     for (auto& r : rels) {
         if (!r.external) {

@@ -53,10 +53,11 @@ public:
     // The shared-string table at `part`, parsed once for every copy made
     // from this package.
     std::shared_ptr<const SharedStrings> sharedStrings(const std::string& part) const;
-    // The relationships of a part (empty when it has none); cached. Those
-    // with no Id are left out (a repair), and relsIntact then says false.
+    // The relationships of a part (empty when it has none); cached. One
+    // with no Id is given a free one (a repair), and relsIntact then says
+    // false: the part's relationships are to be written anew.
     const std::vector<Relationship>& relsOf(const std::string& part) const;
-    bool relsIntact(const std::string& part) const { return !trimmedRels_.count(part); }
+    bool relsIntact(const std::string& part) const { return !mendedRels_.count(part); }
 
     // What was repaired to read the package, for the workbook and its copies.
     void repaired(const std::string& sentence) const { repairs_.add(sentence); }
@@ -83,7 +84,7 @@ private:
     std::vector<std::size_t> worksheets_;
     std::vector<std::string> worksheetNames_;
     mutable std::map<std::string, std::vector<Relationship>> relsCache_;
-    mutable std::set<std::string> trimmedRels_;
+    mutable std::set<std::string> mendedRels_;
     mutable Repairs repairs_;
     mutable std::map<std::string, std::shared_ptr<const SharedStrings>> sstCache_;
     mutable std::string keptPart_;
