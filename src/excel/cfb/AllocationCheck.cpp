@@ -146,8 +146,8 @@ public:
             const StreamEntry& e = streams[i];
             const auto& [sectors, me] = walked[i];
             if (!sectors.empty() && sectors.size() == e.chain.count)
-                e.mini ? walkTail(e, sectors.back(), me, miniOwner_, miniNext)
-                       : walkTail(e, sectors.back(), me, owner_, fatNext);
+                e.mini ? walkTail(sectors.back(), me, miniOwner_, miniNext)
+                       : walkTail(sectors.back(), me, owner_, fatNext);
         }
         for (const auto& [chain, why] : bad_) {
             if (chain < byChain.size() && byChain[chain])
@@ -308,8 +308,7 @@ private:
     // Follows what a chain goes on with after its last needed sector, up to
     // its end or the first sector another chain has taken.
     template <class Next>
-    void walkTail(const StreamEntry&, std::uint32_t last, std::uint32_t me, std::vector<std::uint32_t>& owner,
-                  Next&& nextOf)
+    void walkTail(std::uint32_t last, std::uint32_t me, std::vector<std::uint32_t>& owner, Next&& nextOf)
     {
         for (std::uint32_t s = nextOf(last); s <= kMaxRegular && s < owner.size(); s = nextOf(s)) {
             if (owner[s] == me) {

@@ -2,6 +2,7 @@
 
 #include "Doctype.h"
 #include "excel/zip/ZipWriter.h"
+#include "platform/sys/Error.h"
 #include "platform/sys/AsciiCase.h"
 
 namespace excel::ooxml {
@@ -20,16 +21,25 @@ void OutputPackage::addStored(std::string name, const zip::Entry& entry)
 {
     // No part leaves with a document type declaration (Doctype.h). A part's
     // start tells; the whole is read only when the start is all prolog.
-    if (mayBeXml(name)) {
+    if (mayBeXml(name) && prologOf(entry) == Prolog::Doctype) {
+        addText(name, source_->read(entry.name));  // read without it, and reported
+        return;
+    }
+    parts_.push_back({std::move(name), std::nullopt, &entry});
+}
+
+Prolog OutputPackage::prologOf(const zip::Entry& entry) const
+{
+    try {
         Prolog p = scanProlog(source_->zip().readPrefix(entry, kPrologLook));
         if (p == Prolog::Unknown && entry.size > kPrologLook)
             p = scanProlog(source_->zip().read(entry));
-        if (p == Prolog::Doctype) {
-            addText(name, source_->read(entry.name));  // read without it, and reported
-            return;
-        }
+        return p;
+    } catch (const tb::Error&) {
+        // Not readable as text here (a method libzip cannot inflate): it is
+        // copied as it is stored, as it always was, and no XML reader reads it.
+        return Prolog::Clean;
     }
-    parts_.push_back({std::move(name), std::nullopt, &entry});
 }
 
 bool OutputPackage::mayBeXml(const std::string& name) const

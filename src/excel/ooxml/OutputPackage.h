@@ -3,6 +3,7 @@
 // a source archive copied as it is stored. Only this class touches the zip
 // writer.
 
+#include "Doctype.h"
 #include "SourcePackage.h"
 #include "platform/sys/ByteSink.h"
 
@@ -35,6 +36,7 @@ public:
 private:
     static constexpr std::size_t kPrologLook = 1024;
     bool mayBeXml(const std::string& name) const;
+    Prolog prologOf(const zip::Entry& entry) const;
 
     std::shared_ptr<const SourcePackage> source_;  // keeps the stored entries' bytes alive
     std::vector<OutputPart> parts_;
