@@ -81,6 +81,9 @@ TEST(Repairs, EachKindOfDamageIsReadPastAndSaidOnce)
         {"sst_cut.xls", {}, "the shared-string table ends early (0 of the 1 strings", false},
         {"cfb_cut.xls", {"table1", "table2", "table3"}, "the stream 'CompObj' is damaged", true},
         {"cfb_summary_cross.xls", {}, "the stream 'SummaryInformation' is damaged", true},
+        {"cfb_workbook_short.xls", {}, "the stream 'Workbook' ends early", true},
+        {"cfb_workbook_short.xls", {}, "ends before the worksheets 'Sheet11', 'Sheet12', 'Sheet13' begin", true},
+        {"cfb_workbook_short.xls", {}, "the worksheet 'Sheet10' ends early, with the workbook stream", false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);

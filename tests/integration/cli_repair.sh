@@ -26,7 +26,7 @@ for f in "$work"/in/*; do
   check "$name: every sheet written ($sheets)" "[ '$sheets' -gt 0 ] && [ '$written' -eq '$sheets' ]"
 done
 for f in sst_index.xlsx pivot_rel_no_id.xlsx missing_connections.xlsx macro_tab_missing_rel.xlsx \
-         dtd_shared_strings.xlsx dtd_core.xlsx sst_count.xls sst_cut.xls cfb_cut.xls cfb_summary_cross.xls; do
+         dtd_shared_strings.xlsx dtd_core.xlsx sst_count.xls sst_cut.xls cfb_cut.xls cfb_summary_cross.xls cfb_workbook_short.xls; do
   check "$f: repair said" "grep -q '^$f: repaired: ' '$work/stderr'"
 done
 check "each repair said once" "[ -z \"\$(grep ': repaired: ' '$work/stderr' | sort | uniq -d)\" ]"

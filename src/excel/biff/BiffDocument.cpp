@@ -113,10 +113,15 @@ public:
             StreamRecords records(*stream, static_cast<std::size_t>(stream->size()), copies, ctx_);
             globals_ = readGlobals(records, ctx_);
         }
+        std::string lost;  // sheets the stream ends before (a file cut off)
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
             if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet))
                 continue;
+            if (s.position >= stream->size()) {
+                lost += (lost.empty() ? "'" : ", '") + toUtf8(s.name) + "'";
+                continue;
+            }
             const bool dialog = isDialogSheet(*stream, s);
             // Where the page cache holds the file in large folios, the kernel
             // maps a whole folio, up to 2 MB, for the few bytes read here:
@@ -127,6 +132,8 @@ public:
             worksheets_.push_back(i);
             names_.push_back(toUtf8(s.name));
         }
+        if (!lost.empty())
+            repairs_.add("the workbook stream ends before the worksheets " + lost + " begin; they are left out");
     }
 
     Family family() const override { return Family::Biff8; }
@@ -155,6 +162,9 @@ public:
             sheets_ = std::make_unique<StreamSubstreams>(openWorkbookStream(), globals_);
         }
         SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], *sheets_, source, ctx_);
+        if (copy.cutShort)
+            repairs_.add("the worksheet '" + names_[index] + "' ends early, with the workbook stream; "
+                         "its records up to there are copied");
         if (copy.emptiedCells != 0 && parsed_->strings.size() == parsed_->strings.claimed())
             repairs_.add("cells refer to shared strings past the end of the table; they read as empty");
 

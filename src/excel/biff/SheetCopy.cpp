@@ -257,14 +257,30 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     const bool hasTable = std::any_of(records.begin(), records.end(),
                                       [](const ContinuedRecord& r) { return r.first.type == rt::Sst; });
     std::size_t sheetStop = 0;
+    int unclosed = 0;  // BOF records the stream's end left without their EOF
     {
         SubstreamRecords reader(sheets, sheetStart, ctx);
+        // The last substream of a stream that ends early (a file cut off) is
+        // read up to its last whole record, as other readers read it.
+        const bool last = sheets.endOf(sheetStart) >= sheets.size();
         int depth = 0;
         do {
-            if (reader.atEnd())
+            if (reader.atEnd() && !(last && depth > 0))
                 throwDamagedAt(ctx, reader.position(), "the sheet that starts at offset " + std::to_string(sheetStart) +
                                                            " ends without an EOF record");
-            const Record r = reader.next();
+            const std::size_t before = reader.position();
+            Record r;
+            try {
+                if (reader.atEnd())
+                    throw tb::Error(tb::err::EngineFailure, "the stream ends");
+                r = reader.next();
+            } catch (const tb::Error&) {
+                if (!last || depth == 0)
+                    throw;
+                unclosed = depth;
+                sheetStop = before;
+                break;
+            }
             if (depth == 0 && r.type != rt::Bof && r.type != rt::Eof)
                 throwDamaged(ctx, r, "expected the sheet's BOF record, found " + hex4(r.type));
             switch (r.type) {
@@ -290,9 +306,10 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                         readFormula(r.body.subspan(f.at, f.size), gather);
             }
         } while (depth > 0);
-        sheetStop = reader.position();
+        if (unclosed == 0)
+            sheetStop = reader.position();
     }
-    const std::size_t sheetSize = sheetStop - sheetStart;
+    const std::size_t sheetSize = sheetStop - sheetStart + 4u * static_cast<std::size_t>(unclosed);
     // Kept strings in their old order.
     used.rank();
     std::vector<SstString> keptStrings;
@@ -507,6 +524,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         append(out, sheets.read(at, n));
         at += n;
     }
+    for (int i = 0; i < unclosed; ++i) {
+        push16(out, rt::Eof);
+        push16(out, 0);
+    }
+    result.cutShort = unclosed != 0;
     const std::int64_t delta = static_cast<std::int64_t>(newStart) - static_cast<std::int64_t>(sheetStart);
     auto moved = [&](std::uint32_t pos) { return pos == 0 ? 0u : static_cast<std::uint32_t>(pos + delta); };
     RecordReader reader(Bytes(out).subspan(newStart), 0, ctx);

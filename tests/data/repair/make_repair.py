@@ -30,6 +30,10 @@ Compound files, from LibreOffice's panes01.xls:
   cfb_cut.xls              xlrd's xf_class.xls (Excel) ends a sector early,
                            inside the mini-stream container that holds the
                            summary streams
+  cfb_workbook_short.xls   the Workbook stream's sector chain ends three sectors
+                           before its size says, inside the tenth of its 13
+                           sheets (as a cut-off file whose workbook stream
+                           comes last reads)
   cfb_summary_cross.xls    the mini-stream chains of SummaryInformation and
                            DocumentSummaryInformation run into each other
 """
@@ -59,7 +63,7 @@ def edited(src, dst, edits):
                 if fn is None:
                     continue
                 body = fn(body.decode("utf-8")).encode("utf-8")
-            b.writestr(info.filename, body, zipfile.ZIP_DEFLATED)
+            b.writestr(zipfile.ZipInfo(info.filename, date_time=info.date_time), body, zipfile.ZIP_DEFLATED)
 
 
 def replace(old, new):
@@ -218,6 +222,15 @@ def compound_files():
     last = max(c.chain(c.root_start))
     assert c.off(last) + c.ssz == len(xf), "the mini-stream container is not at the end"
     open(out("cfb_cut.xls"), "wb").write(xf[:len(xf) - c.ssz])
+
+    # The Workbook stream's chain ends three sectors early.
+    c = Cfb(src)
+    s = c.chain(c.start("Workbook"))[-4]
+    per = c.ssz // 4
+    nfat = struct.unpack_from("<I", src, 0x2C)[0]
+    difat = list(struct.unpack_from("<109I", src, 0x4C))[:nfat]
+    struct.pack_into("<I", c.raw, c.off(difat[s // per]) + 4 * (s % per), 0xFFFFFFFE)
+    open(out("cfb_workbook_short.xls"), "wb").write(c.raw)
 
     # Crossing chains in the mini stream: SummaryInformation's chain goes on
     # into DocumentSummaryInformation's first sector.
