@@ -77,7 +77,11 @@ struct StreamEntry {
 
 class Tables {
 public:
-    Tables(std::span<const std::byte> b, const std::string& file) : b_(b), file_(file) {}
+    // `b`: the file, padded with zeros to a whole last sector; `size`: the
+    // file's own size.
+    Tables(std::span<const std::byte> b, std::size_t size, const std::string& file) : b_(b), size_(size), file_(file)
+    {
+    }
 
     bool readHeader()
     {
@@ -87,15 +91,12 @@ public:
         if (shift != 9 && shift != 12)
             return false;
         sector_ = std::uint64_t{1} << shift;
-        sectors_ = b_.size() <= sector_ ? 0 : (b_.size() - sector_) / sector_;  // whole ones
+        sectors_ = b_.size() <= sector_ ? 0 : (b_.size() - sector_) / sector_;
         if (!readFatSectors())
             return false;
         // A last sector cut short counts when the table uses it: it reads
         // as padded with zeros.
-        partial_ = b_.size() > sector_ && (b_.size() - sector_) % sector_ != 0 && sectors_ < kMaxRegular &&
-                   next(static_cast<std::uint32_t>(sectors_)) != kFree;
-        if (partial_)
-            ++sectors_;
+        partial_ = size_ < b_.size() && sectors_ > 0 && next(static_cast<std::uint32_t>(sectors_ - 1)) != kFree;
         return true;
     }
 
@@ -199,6 +200,12 @@ private:
         if (k >= fatSectors_.size() || fatSectors_[k] >= sectors_ || !whole(fatSectors_[k]))
             return kEndOfChain;
         return u32(b_, offsetOf(fatSectors_[k]) + 4 * (s % perSector));
+    }
+    // Whether the allocation table has an entry for sector s in the file.
+    bool inTable(std::uint32_t s) const
+    {
+        const std::uint64_t k = s / (sector_ / 4);
+        return k < fatSectors_.size() && fatSectors_[k] < sectors_;
     }
     std::size_t fatEntryAt(std::uint32_t s) const
     {
@@ -353,7 +360,8 @@ private:
             }
             if (kept == e.size)
                 continue;
-            if (!e.mini && !e.container && kept < cutoff) {
+            const std::uint32_t lastKept = keptSectors == 0 ? 0 : sectors[keptSectors - 1];
+            if ((!e.mini && !e.container && kept < cutoff) || (!e.mini && keptSectors != 0 && !inTable(lastKept))) {
                 out.unreadable.emplace(e.path, "the sector chain of " + e.chain.what +
                                                    " ends early, with too little of it left to read");
                 continue;
@@ -363,9 +371,9 @@ private:
             if (keptSectors == 0)
                 put32(out.mended, e.entryAt + 0x74, kEndOfChain);
             else if (e.mini)
-                put32(out.mended, miniFatAt_[sectors[keptSectors - 1]], kEndOfChain);
+                put32(out.mended, miniFatAt_[lastKept], kEndOfChain);
             else
-                put32(out.mended, fatEntryAt(sectors[keptSectors - 1]), kEndOfChain);
+                put32(out.mended, fatEntryAt(lastKept), kEndOfChain);
             put32(out.mended, e.entryAt + 0x78, static_cast<std::uint32_t>(kept));
             if (sector_ == 4096)
                 put32(out.mended, e.entryAt + 0x7C, static_cast<std::uint32_t>(kept >> 32));
@@ -379,13 +387,10 @@ private:
     }
 
     // The file as it is, with zeros up to a whole last sector.
-    void padded(AllocationFindings& out) const
-    {
-        out.mended.assign(b_.begin(), b_.end());
-        out.mended.resize(static_cast<std::size_t>((sectors_ + 1) * sector_));
-    }
+    void padded(AllocationFindings& out) const { out.mended.assign(b_.begin(), b_.end()); }
 
     std::span<const std::byte> b_;
+    std::size_t size_;
     const std::string& file_;
     std::uint64_t sector_ = 512;
     std::uint64_t sectors_ = 0;
@@ -405,7 +410,19 @@ private:
 AllocationFindings checkAllocationTables(std::span<const std::byte> bytes, const std::string& file)
 {
     AllocationFindings out;
-    Tables t(bytes, file);
+    // The checks read whole sectors: a file that ends inside one is read
+    // padded with zeros to its end.
+    std::vector<std::byte> padded;
+    std::span<const std::byte> b = bytes;
+    if (bytes.size() >= 512 && (u16(bytes, 0x1E) == 9 || u16(bytes, 0x1E) == 12)) {
+        const std::size_t sector = std::size_t{1} << u16(bytes, 0x1E);
+        if (bytes.size() % sector != 0) {
+            padded.assign(bytes.begin(), bytes.end());
+            padded.resize((bytes.size() / sector + 1) * sector);
+            b = padded;
+        }
+    }
+    Tables t(b, bytes.size(), file);
     if (!t.readHeader())
         return out;
     t.checkTableSectors();
