@@ -194,7 +194,8 @@ TEST(CompoundFile, StreamLargerThanTheFileIsNeverRead)
     // the short chain is reported.
     auto root = cfb::openCompoundFile(std::make_shared<tb::MemorySource>(bytes), "huge.xls");
     const auto read = readAll(*root->openStream("Workbook"));
-    const auto& data = sampleTree().children[0].data;
+    const auto tree = sampleTree();
+    const auto& data = tree.children[0].data;
     ASSERT_GE(read.size(), data.size());
     EXPECT_TRUE(std::equal(data.begin(), data.end(), read.begin()));
     ASSERT_EQ(root->repairs().size(), 1u);
