@@ -60,6 +60,9 @@ def main():
     xlsx += [p for p in XLSX_EXTRA if os.path.exists(p)]
     vba = sorted(f for f in os.listdir(os.path.join(testdata, "xlsx-excel")) if f.endswith(".xlsm"))[:1]
     xlsx += [os.path.join(testdata, "xlsx-excel", f) for f in vba]
+    # Damage the engine reads past (tests/data/repair): the paths that mend it.
+    repair = os.path.join(repo, "tests", "data", "repair")
+    xlsx += sorted(os.path.join(repair, f) for f in os.listdir(repair) if f.endswith(".xlsx"))
     for p in xlsx:
         put("ooxml_list", open(p, "rb").read())
         put("ooxml_copy", as_parts(p))
@@ -86,6 +89,7 @@ def main():
             if f.endswith(".xls") and os.path.getsize(p) <= XLS_MAX:
                 xls.append(p)
     xls += [os.path.join(repo, "tests", "data", "xls", "made", f) for f in ("crossref.xls", "encrypted.xls")]
+    xls += sorted(os.path.join(repair, f) for f in os.listdir(repair) if f.endswith(".xls"))
     for p in xls:
         data = open(p, "rb").read()
         put("cfb_list", data)

@@ -35,7 +35,8 @@ int run(const Options& options)
     app.setCopyValuesOnly(options.values);
 
     tasklist::TaskList list;
-    ListingOutput listing;
+    RepairReport repairs;
+    ListingOutput listing(repairs);
     for (const auto& given : options.workbooks)
         list.addWorkbook(app, fullPath(given), listing);
 
@@ -51,7 +52,7 @@ int run(const Options& options)
         return 2;
     }
 
-    RunOutput output(list.count());
+    RunOutput output(list.count(), repairs);
     split::RunOptions runOptions;
     runOptions.chosenFolder = chosen;
     app.setEnableEvents(false);

@@ -71,6 +71,10 @@ public:
 
     // Writes the whole file. Throws tb::Error; what the sink throws passes through.
     virtual void save(tb::ByteSink& out) const = 0;
+
+    // What was repaired to read a damaged source, one sentence per kind of
+    // repair; copies made from it may add to the list.
+    virtual std::vector<std::string> repairs() const { return {}; }
 };
 
 // Opens a workbook from its bytes, telling the format by content. `file` names

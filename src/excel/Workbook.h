@@ -30,6 +30,9 @@ public:
     // Closes without saving; with saveChanges false no question is ever put.
     void Close(bool saveChanges = false);
 
+    // What the engine repaired to read this workbook so far (Document::repairs).
+    std::vector<std::string> repairs() const { return doc_->repairs(); }
+
     bool isOpen() const { return open_; }
     const Document& document() const { return *doc_; }
 

@@ -6,6 +6,7 @@
 #include "tasklist/TaskRow.h"
 
 #include <string>
+#include <vector>
 
 namespace tb {
 class Error;
@@ -25,6 +26,11 @@ public:
     virtual void shortNameFailed(const tasklist::TaskRow& row, const tb::Error& error) = 0;
     // Something to say about one workbook that is not a failure.
     virtual void notice(const std::string& /*workbook*/, const std::string& /*text*/) {}
+    // As ListingReport::repaired, for what copies of the workbook found.
+    virtual void repaired(const std::string& /*workbook*/, const std::string& /*name*/,
+                          const std::vector<std::string>& /*repairs*/)
+    {
+    }
     // The failure that ended the run, at a row of `workbook` (empty when it
     // came after the last row, closing the engine's workbooks).
     virtual void failed(const std::string& workbook, const tb::Error& error) = 0;

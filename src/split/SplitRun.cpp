@@ -76,6 +76,9 @@ RunResult run(excel::Application& app, const tasklist::TaskList& rows, const Run
             activate(app, row.SourceFileName);
             const std::string folder = folderFor(app, row, options, report);
             const std::string written = writeSheet(app, row, folder, report);
+            // A copy may find damage that opening did not.
+            if (const auto repairs = active(app)->repairs(); !repairs.empty())
+                report.repaired(row.SourceFileName, active(app)->Name(), repairs);
             result.rowsDone = index;
             report.rowDone(index, row, written);
         }

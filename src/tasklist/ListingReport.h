@@ -5,6 +5,7 @@
 #include "TaskRow.h"
 
 #include <string>
+#include <vector>
 
 namespace tb {
 class Error;
@@ -23,6 +24,12 @@ public:
     virtual void sheetLeftOut(const std::string& /*path*/, const std::string& /*sheet*/) {}
     // Something to say about one workbook that is not a failure.
     virtual void notice(const std::string& /*path*/, const std::string& /*text*/) {}
+    // The workbook at `path`, file name `name`, was damaged and read all the
+    // same; each of `repairs` says how (told at every opening).
+    virtual void repaired(const std::string& /*path*/, const std::string& /*name*/,
+                          const std::vector<std::string>& /*repairs*/)
+    {
+    }
     // The workbook could not be opened or read. Called while it is still
     // open, before it is closed.
     virtual void failed(const std::string& path, const tb::Error& error) = 0;

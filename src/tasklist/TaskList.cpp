@@ -44,6 +44,8 @@ Listing TaskList::addWorkbook(excel::Application& app, const std::string& path, 
     std::shared_ptr<excel::Workbook> book;
     try {
         book = app.GetWorkbooks().Open(path);
+        if (const auto repairs = book->repairs(); !repairs.empty())
+            report.repaired(path, book->Name(), repairs);
         for (const excel::Worksheet& sheet : book->Worksheets().all()) {
             std::string name = sheet.Name();
             // A name that a list of narrower characters would give back with

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 
 using namespace excel::biff;
 using biff_fixture::record;
@@ -260,16 +261,34 @@ TEST(BiffSst, KeptStringsAreNumberedInTheirOldOrder)
         EXPECT_EQ(used.newIndex(order[n]), n) << order[n];
 }
 
-TEST(BiffSst, CountBeyondTheRecordsIsDamageNotAnAllocation)
+// A count beyond what the records hold is no allocation: the table holds
+// what its records hold, and a string cut off by the end is not one of them.
+TEST(BiffSst, ATableReadsOnlyWhatItsRecordsHold)
 {
-    std::vector<std::byte> s;
-    biff_fixture::Body body;
-    push32(body, 1);
-    push32(body, 0x7FFFFFFF);
-    record(s, rt::Sst, body);
-    RecordReader reader(s, 0, kCtx);
-    const ContinuedRecord sst = readContinued(reader);
-    EXPECT_NE(errorOf([&] { parseSst(sst, kCtx); }).find("claims"), std::string::npos);
+    for (const std::uint32_t count : {0x7FFFFFFFu, 3u}) {
+        SCOPED_TRACE(count);
+        std::vector<std::byte> s;
+        biff_fixture::Body body;
+        push32(body, 1);
+        push32(body, count);
+        for (const char* text : {"ab", "cde"}) {
+            push16(body, static_cast<std::uint16_t>(std::strlen(text)));
+            push8(body, 0);
+            for (const char* c = text; *c; ++c)
+                push8(body, static_cast<std::uint8_t>(*c));
+        }
+        push16(body, 40);  // a third string of 40 characters, cut after two
+        push8(body, 0);
+        push8(body, 'x');
+        push8(body, 'y');
+        record(s, rt::Sst, body);
+        RecordReader reader(s, 0, kCtx);
+        const ContinuedRecord sst = readContinued(reader);
+        const SstTable table = parseSst(sst, kCtx);
+        EXPECT_EQ(table.size(), 2u);
+        EXPECT_EQ(table.claimed(), count);
+        EXPECT_EQ(table[1].text(), u"cde");
+    }
 }
 
 TEST(BiffFormula, WalkerFindsNamesAndReferencesAndStopsAtUnknownTokens)

@@ -207,6 +207,29 @@ private slots:
         QCOMPARE(r.platform.shellService.opened, QStringList{chosen});
     }
 
+    // Damaged workbooks that other readers open: listed and split like any
+    // other, and the window says nothing of what was repaired.
+    void damagedWorkbooksSplitWithNothingExtraShown()
+    {
+        Run r;
+        for (const auto& e : fs::directory_iterator(kData / "repair")) {
+            const auto ext = e.path().extension();
+            if (ext != ".xls" && ext != ".xlsx")
+                continue;
+            fs::copy_file(e.path(), r.in / e.path().filename());
+            r.form->UpdateListView(QString::fromStdString((r.in / e.path().filename()).string()));
+        }
+        QCOMPARE(r.messages(), QStringList{});
+        const int sheets = r.form->lvwTask()->rowCount();
+        QVERIFY(sheets > 40);
+        r.split();
+        QCOMPARE(r.messages(), QStringList{"Mission complete!"});
+        int files = 0;
+        for (const auto& e : fs::recursive_directory_iterator(r.out))
+            files += e.is_regular_file() ? 1 : 0;
+        QCOMPARE(files, sheets);
+    }
+
     void theTwoGuardsSpeakBeforeAnythingHappens()
     {
         Run r;

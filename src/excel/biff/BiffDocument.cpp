@@ -7,10 +7,12 @@
 #include "StreamRecords.h"
 #include "Strings.h"
 #include "excel/EngineError.h"
+#include "excel/Repairs.h"
 #include "excel/cfb/CompoundFile.h"
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 
 namespace excel::biff {
 
@@ -121,15 +123,21 @@ public:
         // The handle goes once the sheets are listed: libgsf keeps a list of
         // every sector of the stream for each.
         const auto stream = openWorkbookStream();
+        noteDamagedStreams();
         {
             std::deque<std::vector<std::byte>> copies;
             StreamRecords records(*stream, static_cast<std::size_t>(stream->size()), copies, ctx_);
             globals_ = readGlobals(records, ctx_);
         }
+        std::string lost;  // sheets the stream ends before (a file cut off)
         for (std::size_t i = 0; i < globals_.sheets.size(); ++i) {
             const SheetEntry& s = globals_.sheets[i];
             if (s.type != static_cast<std::uint8_t>(SheetType::Worksheet))
                 continue;
+            if (s.position >= stream->size()) {
+                lost += (lost.empty() ? "'" : ", '") + toUtf8(s.name) + "'";
+                continue;
+            }
             const bool dialog = isDialogSheet(*stream, s);
             // Where the page cache holds the file in large folios, the kernel
             // maps a whole folio, up to 2 MB, for the few bytes read here:
@@ -140,6 +148,8 @@ public:
             worksheets_.push_back(i);
             names_.push_back(toUtf8(s.name));
         }
+        if (!lost.empty())
+            repairs_.add("the workbook stream ends before the worksheets " + lost + " begin; they are left out");
     }
 
     Family family() const override { return Family::Biff8; }
@@ -173,12 +183,21 @@ public:
             const auto stream = openWorkbookStream();
             StreamRecords records(*stream, globals_.end, parsed->copies, ctx_);
             readGlobalRecords(records, *parsed, ctx_);
+            if (parsed->strings.size() < parsed->strings.claimed())
+                repairs_.add("the shared-string table ends early (" + std::to_string(parsed->strings.size()) +
+                             " of the " + std::to_string(parsed->strings.claimed()) +
+                             " strings it claims are there); cells that refer past them read as empty");
             parsed_ = std::move(parsed);
             // The whole string table was read to index it; a copy reads
             // again only the strings its sheet uses.
             bytes_->release();
         }
         SheetCopy copy = copySheet(globals_, *parsed_, worksheets_[index], substreams(), source, ctx_);
+        if (copy.cutShort)
+            repairs_.add("the worksheet '" + names_[index] + "' ends early, with the workbook stream; "
+                         "its records up to there are copied");
+        if (copy.emptiedCells != 0 && parsed_->strings.size() == parsed_->strings.claimed())
+            repairs_.add("cells refer to shared strings past the end of the table; they read as empty");
 
         cfb::Node root;
         root.storage = true;
@@ -190,8 +209,8 @@ public:
                 wb.name = "Workbook";
                 wb.data = std::move(copy.stream);
                 root.children.push_back(std::move(wb));
-            } else if (l == "_vba_project_cur" || l == "_vba_project") {
-                continue;  // macros stay with the source
+            } else if (l == "_vba_project_cur" || l == "_vba_project" || unreadable_.count(name)) {
+                continue;  // macros stay with the source, and what cannot be read is left out
             } else if (l == "objectpool") {
                 auto pool = root_->openStorage(name);
                 if (!pool)
@@ -229,6 +248,8 @@ public:
         throw engineError(ctx_.file, "a workbook opened from a file is only read; save a copy of one of its sheets.");
     }
 
+    std::vector<std::string> repairs() const override { return repairs_.list(); }
+
 private:
     Substreams& substreams() const
     {
@@ -243,6 +264,37 @@ private:
         if (!stream)
             throw damaged(ctx_.file, "compound file", "'" + streamName_ + "' is not a stream");
         return stream;
+    }
+
+    // What the compound file mended, and the streams beside the workbook
+    // that cannot be read: a copy does without them.
+    void noteDamagedStreams()
+    {
+        const auto leaveOut = [this](const std::string& name) {
+            unreadable_.insert(name);
+            std::string shown;
+            for (char c : name)
+                if (static_cast<unsigned char>(c) >= 32)
+                    shown += c;
+            repairs_.add("the stream '" + shown + "' is damaged; the copies are made without it");
+        };
+        // The workbook's stream is read as far as it goes; another one cut
+        // short would be carried on as garbage.
+        for (const auto& [stream, sentence] : root_->repairs()) {
+            if (stream.empty() || lower(stream) == lower(streamName_))
+                repairs_.add(sentence);
+            else if (stream.find('/') == std::string::npos)
+                leaveOut(stream);
+        }
+        for (const std::string& name : root_->childNames()) {
+            if (lower(name) == lower(streamName_) || root_->isStorage(name) || unreadable_.count(name))
+                continue;
+            try {
+                root_->openStream(name);
+            } catch (const tb::Error&) {
+                leaveOut(name);
+            }
+        }
     }
 
     // Dialog sheets share the worksheet type in BOUNDSHEET8; their WSBOOL
@@ -277,6 +329,8 @@ private:
     mutable std::unique_ptr<Substreams> sheets_;
     std::vector<std::size_t> worksheets_;  // index into globals_.sheets of each worksheet
     std::vector<std::string> names_;
+    std::set<std::string> unreadable_;  // streams beside the workbook's that cannot be read
+    mutable Repairs repairs_;
 };
 
 }  // namespace

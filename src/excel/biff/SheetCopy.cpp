@@ -300,15 +300,34 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                                             std::to_string(sheets.size()) + " bytes)");
     UsedStrings used(strings.size());
     std::uint32_t labelCount = 0;
+    std::uint32_t emptied = 0;  // string cells that refer past the table
+    const bool hasTable = std::any_of(records.begin(), records.end(),
+                                      [](const ContinuedRecord& r) { return r.first.type == rt::Sst; });
     std::size_t sheetStop = 0;
+    int unclosed = 0;  // BOF records the stream's end left without their EOF
     {
         SubstreamRecords reader(sheets, sheetStart, ctx);
+        // The last substream of a stream that ends early (a file cut off) is
+        // read up to its last whole record, as other readers read it.
+        const bool last = sheets.endOf(sheetStart) >= sheets.size();
         int depth = 0;
         do {
-            if (reader.atEnd())
+            if (reader.atEnd() && !(last && depth > 0))
                 throwDamagedAt(ctx, reader.position(), "the sheet that starts at offset " + std::to_string(sheetStart) +
                                                            " ends without an EOF record");
-            const Record r = reader.next();
+            const std::size_t before = reader.position();
+            Record r;
+            try {
+                if (reader.atEnd())
+                    throw tb::Error(tb::err::EngineFailure, "the stream ends");
+                r = reader.next();
+            } catch (const tb::Error&) {
+                if (!last || depth == 0)
+                    throw;
+                unclosed = depth;
+                sheetStop = before;
+                break;
+            }
             if (depth == 0 && r.type != rt::Bof && r.type != rt::Eof)
                 throwDamaged(ctx, r, "expected the sheet's BOF record, found " + hex4(r.type));
             switch (r.type) {
@@ -318,10 +337,13 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                 if (r.body.size() < 10)
                     throwDamaged(ctx, r, "a string cell needs 10 bytes, found " + std::to_string(r.body.size()));
                 const std::uint32_t isst = u32(r.body, 6);
-                if (isst >= strings.size())
-                    throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) + " of " +
-                                             std::to_string(strings.size()));
-                used.mark(isst);
+                if (isst < strings.size())
+                    used.mark(isst);
+                else if (!hasTable)
+                    throwDamaged(ctx, r, "the cell refers to shared string " + std::to_string(isst) +
+                                             ", and the workbook has no shared-string table");
+                else
+                    ++emptied;  // past the table's end: an empty string, as other readers read it
                 ++labelCount;
                 break;
             }
@@ -337,9 +359,10 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
                         stillOutside = reach->formula(r.body.subspan(f.at, f.size)) || stillOutside;
             }
         } while (depth > 0);
-        sheetStop = reader.position();
+        if (unclosed == 0)
+            sheetStop = reader.position();
     }
-    const std::size_t sheetSize = sheetStop - sheetStart;
+    const std::size_t sheetSize = sheetStop - sheetStart + 4u * static_cast<std::size_t>(unclosed);
     // Kept strings in their old order.
     used.rank();
     std::vector<SstString> keptStrings;
@@ -351,6 +374,9 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         const SstString& k = keptStrings.back();
         keptBytes += 7 + k.chars.size() + k.runs.size() + k.ext.size();
     });
+    const std::uint32_t emptyIndex = used.count();  // of the empty string the emptied cells get
+    if (emptied != 0)
+        keptStrings.emplace_back();
     if (needExt) {
         for (std::size_t i = 1; i < nameFormula.size(); ++i)
             if (keepName[i - 1])
@@ -402,6 +428,7 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
     };
 
     SheetCopy result;
+    result.emptiedCells = emptied;
     std::vector<std::byte>& out = result.stream;
     // The copy's stream is the globals with the pruned table in place of
     // the source's, then the sheet: reserved so that it is never moved, and
@@ -562,6 +589,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         append(out, sheets.read(at, n));
         at += n;
     }
+    for (int i = 0; i < unclosed; ++i) {
+        push16(out, rt::Eof);
+        push16(out, 0);
+    }
+    result.cutShort = unclosed != 0;
     if (reach) {
         const auto outside = [&](const Record& r) {
             for (const Span& f : formulasOf(r))
@@ -585,7 +617,11 @@ SheetCopy copySheet(const Globals& globals, const GlobalRecords& parsed, std::si
         switch (r.type) {
         case rt::Bof: ++depth; break;
         case rt::Eof: --depth; break;
-        case rt::LabelSst: put32(out, body + 6, used.newIndex(u32(r.body, 6))); break;
+        case rt::LabelSst: {
+            const std::uint32_t isst = u32(r.body, 6);
+            put32(out, body + 6, isst < strings.size() ? used.newIndex(isst) : emptyIndex);
+            break;
+        }
         case rt::Window2:
             if (depth == 1 && r.body.size() >= 2)
                 put16(out, body, static_cast<std::uint16_t>(u16(r.body, 0) | 0x0600));  // fSelected, fPaged

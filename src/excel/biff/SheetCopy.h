@@ -23,6 +23,8 @@ struct SheetCopy {
     std::vector<std::byte> stream;        // the new Workbook stream
     std::set<std::uint32_t> embeddings;   // ObjectPool storages the sheet's OLE objects use ("_<n>")
     ValuesReport values;                  // what a copy that keeps values only changed
+    std::uint32_t emptiedCells = 0;       // string cells that referred past the shared-string table
+    bool cutShort = false;                // the sheet's records end early, with the stream
 };
 
 // What every copy of one workbook reads alike, read once: the globals

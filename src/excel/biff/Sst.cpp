@@ -153,45 +153,52 @@ SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx)
     if (sst.first.body.size() < 8)
         throwDamaged(ctx, sst.first, "the shared-string table needs 8 bytes of header");
     const std::uint32_t unique = u32(sst.first.body, 4);
-    // The count can be wrong in files from other writers; the records decide,
-    // and a count beyond what the records could hold is damage, not a size.
+    // The count can be wrong in files from other writers. As other readers
+    // do, at most that many strings are read, and no more than the records
+    // hold: a count beyond them is no size to allocate for.
     std::size_t budget = 0;
     for (Bytes p : sst.pieces)
         budget += p.size();
-    if (unique > budget / 3 + 1)
-        throwDamaged(ctx, sst.first, "the table claims " + std::to_string(unique) + " strings in " +
-                                         std::to_string(budget) + " bytes");
     if (sst.pieces.size() > UINT32_MAX || budget > UINT32_MAX)
         throwDamaged(ctx, sst.first, "the shared-string table is too large to index");
     SstTable table;
     table.pieces_ = sst.pieces;
     table.first_ = sst.first;
     table.ctx_ = ctx;
-    table.size_ = unique;
-    table.checkpoints_.reserve(unique / SstTable::kCheckpoint + 1);
+    table.claimed_ = unique;
+    const std::size_t most = std::min<std::size_t>(unique, budget / 3 + 1);
+    table.checkpoints_.reserve(most / SstTable::kCheckpoint + 1);
     // Every string is read here, so that damage anywhere in the table is
-    // found now; a lookup later reads again only from a checkpoint on.
+    // found now; a lookup later reads again only from a checkpoint on. The
+    // table ends where its records end or are damaged: the strings before
+    // are kept, and cells that refer past them read as empty.
     PieceReader in(table.pieces_, table.first_, table.ctx_);
     std::vector<std::byte> skip;
     in.bytes(8, skip, "its header");
-    for (std::uint32_t i = 0; i < unique; ++i) {
-        if (i % SstTable::kCheckpoint == 0)
-            table.checkpoints_.push_back({static_cast<std::uint32_t>(in.piece()), static_cast<std::uint32_t>(in.at())});
-        const StringHeader h = readHeader(in);
-        if (h.ext > budget)
-            throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(h.ext) +
-                                             " bytes of phonetic data");
-        bool wide = h.wide, inPlace = true;
-        const std::size_t joinedAt = table.joined_.size();
-        in.chars(h.cch, wide, table.joined_, inPlace);
-        if (!inPlace)
-            table.split_.push_back({i, static_cast<std::uint32_t>(joinedAt)});
-        if (h.runs != 0 || h.ext != 0)
-            table.rich_.push_back({i, static_cast<std::uint32_t>(table.extra_.size()), h.ext, h.runs});
-        in.bytes(4u * h.runs, table.extra_, "formatting runs");
-        in.bytes(h.ext, table.extra_, "phonetic data");
-        if (table.joined_.size() > UINT32_MAX || table.extra_.size() > UINT32_MAX)
-            throwDamaged(ctx, sst.first, "the shared-string table is too large to index (string " + std::to_string(i) + ")");
+    try {
+        for (std::uint32_t i = 0; i < most; ++i) {
+            if (i % SstTable::kCheckpoint == 0)
+                table.checkpoints_.push_back({static_cast<std::uint32_t>(in.piece()), static_cast<std::uint32_t>(in.at())});
+            const StringHeader h = readHeader(in);
+            if (h.ext > budget)
+                throwDamaged(ctx, sst.first, "string " + std::to_string(i) + " claims " + std::to_string(h.ext) +
+                                                 " bytes of phonetic data");
+            bool wide = h.wide, inPlace = true;
+            const std::size_t joinedAt = table.joined_.size();
+            in.chars(h.cch, wide, table.joined_, inPlace);
+            const std::size_t extraAt = table.extra_.size();
+            in.bytes(4u * h.runs, table.extra_, "formatting runs");
+            in.bytes(h.ext, table.extra_, "phonetic data");
+            if (table.joined_.size() > UINT32_MAX || table.extra_.size() > UINT32_MAX)
+                throwDamaged(ctx, sst.first, "the shared-string table is too large to index (string " + std::to_string(i) + ")");
+            if (!inPlace)
+                table.split_.push_back({i, static_cast<std::uint32_t>(joinedAt)});
+            if (h.runs != 0 || h.ext != 0)
+                table.rich_.push_back({i, static_cast<std::uint32_t>(extraAt), h.ext, h.runs});
+            table.size_ = i + 1;
+        }
+    } catch (const tb::Error&) {
+        // Read up to the string that does not fit: the rest of the table is gone.
     }
     return table;
 }

@@ -97,7 +97,10 @@ class SstTable {
 public:
     static constexpr std::size_t kCheckpoint = 32;
 
+    // The strings read, and the number the table claims to hold: fewer are
+    // read where the table ends early or is damaged.
     std::size_t size() const { return size_; }
+    std::size_t claimed() const { return claimed_; }
     SstString operator[](std::size_t i) const;
 
     class Walk {
@@ -133,6 +136,7 @@ private:
     Record first_;
     StreamContext ctx_;
     std::size_t size_ = 0;
+    std::size_t claimed_ = 0;
     std::vector<Place> checkpoints_;  // of strings 0, kCheckpoint, 2 kCheckpoint, ...
     std::vector<std::byte> joined_;   // split strings, as UTF-16LE
     std::vector<Joined> split_;       // in the order of their strings
@@ -140,7 +144,8 @@ private:
     std::vector<Rich> rich_;  // in the order of their strings
 };
 
-// The bytes of `sst`'s pieces must outlive the table.
+// The bytes of `sst`'s pieces must outlive the table. Reads as many strings
+// as the table claims and its records hold; throws only when the header is short.
 SstTable parseSst(const ContinuedRecord& sst, const StreamContext& ctx);
 
 // Appends SST (with CONTINUE records as needed) and EXTSST to `stream`,

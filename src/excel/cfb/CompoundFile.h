@@ -15,6 +15,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace excel::cfb {
@@ -31,11 +32,16 @@ public:
     // Names of the direct children, in directory order.
     virtual std::vector<std::string> childNames() const = 0;
     virtual bool isStorage(const std::string& name) const = 0;
-    // Null when there is no stream of that name.
+    // Null when there is no stream of that name; throws tb::Error naming the
+    // file and the stream when its sector chain is damaged.
     virtual std::unique_ptr<Stream> openStream(const std::string& name) const = 0;
     // Null when there is no storage of that name.
     virtual std::unique_ptr<Storage> openStorage(const std::string& name) const = 0;
     virtual ClassId classId() const = 0;
+    // What opening the file mended to read it (a stream cut off by the end
+    // of the file is read up to there): the stream's path, empty for the
+    // file as a whole, and a sentence.
+    virtual std::vector<std::pair<std::string, std::string>> repairs() const { return {}; }
 };
 
 // One stream, read by ranges. Reads past the end or through a broken sector

@@ -83,6 +83,7 @@ struct OpenFile {
     std::shared_ptr<const tb::ByteSource> bytes;
     GRef<GsfInput> input;
     std::string file;
+    AllocationFindings findings;  // what cannot be read, and what was mended
 };
 
 class GsfStream final : public Stream {
@@ -196,8 +197,13 @@ public:
         GRef<GsfInput> child(gsf_infile_child_by_name(dir_.get(), name.c_str()));
         if (!child || (GSF_IS_INFILE(child.get()) && gsf_infile_num_children(GSF_INFILE(child.get())) >= 0))
             return nullptr;
+        const auto& unreadable = file_->findings.unreadable;
+        if (const auto bad = unreadable.find(path_ + name); bad != unreadable.end())
+            throw damaged(file_->file, "compound file", bad->second);
         return std::make_unique<GsfStream>(file_, child, path_ + name);
     }
+
+    std::vector<std::pair<std::string, std::string>> repairs() const override { return file_->findings.repairs; }
 
     std::unique_ptr<Storage> openStorage(const std::string& name) const override
     {
@@ -356,8 +362,10 @@ std::unique_ptr<Storage> gsfOpen(std::shared_ptr<const tb::ByteSource> bytes, co
     auto f = std::make_shared<OpenFile>();
     f->bytes = std::move(bytes);
     f->file = file;
+    f->findings = checkAllocationTables(f->bytes->bytes(), file);
+    if (!f->findings.mended.empty())
+        f->bytes = std::make_shared<tb::MemorySource>(std::move(f->findings.mended));
     const auto b = f->bytes->bytes();
-    checkAllocationTables(b, file);
     f->input = GRef<GsfInput>(
         gsf_input_memory_new(reinterpret_cast<const guint8*>(b.data()), static_cast<gsf_off_t>(b.size()), FALSE));
     if (!f->input)

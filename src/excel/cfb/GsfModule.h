@@ -14,7 +14,7 @@ struct GsfFunctions {
     void (*write)(const Node& root, tb::ByteSink& out, const std::string& file);
 };
 
-constexpr int kGsfModuleVersion = 1;
+constexpr int kGsfModuleVersion = 2;
 constexpr const char* kGsfModuleFile = "tamberlin-cfb.so";
 constexpr const char* kGsfModuleEntry = "tamberlin_cfb_functions";
 

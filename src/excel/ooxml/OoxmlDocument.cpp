@@ -35,6 +35,7 @@ public:
     bool worksheetHasContent(std::size_t index) const override { return ooxml::worksheetHasContent(*pkg_, sheet(index)); }
     std::string fileExtension() const override { return extensionOf(*pkg_); }
     std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override;
+    std::vector<std::string> repairs() const override { return pkg_->repairs(); }
     void save(tb::ByteSink& out) const override
     {
         // The package as it stands, every entry copied as stored.

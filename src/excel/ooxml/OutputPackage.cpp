@@ -1,6 +1,8 @@
 #include "OutputPackage.h"
 
+#include "Doctype.h"
 #include "excel/zip/ZipWriter.h"
+#include "platform/sys/Error.h"
 #include "platform/sys/AsciiCase.h"
 
 namespace excel::ooxml {
@@ -17,7 +19,37 @@ void OutputPackage::addTextFront(std::string name, std::string text)
 
 void OutputPackage::addStored(std::string name, const zip::Entry& entry)
 {
+    // No part leaves with a document type declaration (Doctype.h). A part's
+    // start tells; the whole is read only when the start is all prolog.
+    if (mayBeXml(name) && prologOf(entry) == Prolog::Doctype) {
+        addText(name, source_->read(entry.name));  // read without it, and reported
+        return;
+    }
     parts_.push_back({std::move(name), std::nullopt, &entry});
+}
+
+Prolog OutputPackage::prologOf(const zip::Entry& entry) const
+{
+    try {
+        Prolog p = scanProlog(source_->zip().readPrefix(entry, kPrologLook));
+        if (p == Prolog::Unknown && entry.size > kPrologLook)
+            p = scanProlog(source_->zip().read(entry));
+        return p;
+    } catch (const tb::Error&) {
+        // Not readable as text here (a method libzip cannot inflate): it is
+        // copied as it is stored, as it always was, and no XML reader reads it.
+        return Prolog::Clean;
+    }
+}
+
+bool OutputPackage::mayBeXml(const std::string& name) const
+{
+    const auto dot = name.rfind('.');
+    const std::string ext = dot == std::string::npos ? std::string() : tb::foldAscii(name.substr(dot + 1));
+    if (ext == "xml" || ext == "rels" || ext == "vml")
+        return true;
+    const std::string type = source_->contentTypes().typeOf(name);
+    return type.find("xml") != std::string::npos;
 }
 
 bool OutputPackage::has(const std::string& name) const

@@ -3,6 +3,7 @@
 // a source archive copied as it is stored. Only this class touches the zip
 // writer.
 
+#include "Doctype.h"
 #include "SourcePackage.h"
 #include "platform/sys/ByteSink.h"
 
@@ -33,6 +34,10 @@ public:
     void write(tb::ByteSink& out, const std::string& file) const;
 
 private:
+    static constexpr std::size_t kPrologLook = 1024;
+    bool mayBeXml(const std::string& name) const;
+    Prolog prologOf(const zip::Entry& entry) const;
+
     std::shared_ptr<const SourcePackage> source_;  // keeps the stored entries' bytes alive
     std::vector<OutputPart> parts_;
 };

@@ -2,7 +2,6 @@
 
 #include "PartName.h"
 #include "Xml.h"
-#include "excel/EngineError.h"
 
 namespace excel::ooxml {
 
@@ -19,8 +18,6 @@ std::vector<Relationship> parseRelationships(std::string_view xml, const std::st
         r.type = n.attribute("Type").value();
         r.target = n.attribute("Target").value();
         r.external = std::string_view(n.attribute("TargetMode").value()) == "External";
-        if (r.id.empty())
-            throw damaged(file, "part '" + relsPart + "'", "a relationship has no Id");
         if (!r.external)
             r.part = resolveTarget(source, r.target);
         out.push_back(std::move(r));

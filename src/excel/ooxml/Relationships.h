@@ -17,6 +17,7 @@ struct Relationship {
 };
 
 // Parses the .rels part of `source`; `file` and `relsPart` name it in errors.
+// A relationship with no Id is given with an empty id, for the caller to drop.
 std::vector<Relationship> parseRelationships(std::string_view xml, const std::string& source, const std::string& file,
                                              const std::string& relsPart);
 std::string writeRelationships(const std::vector<Relationship>& rels);

@@ -166,13 +166,18 @@ private:
             }
             if (!keep)
                 continue;
-            wbRels_.push_back(r);
-            if (!r.external && !isSheetKind(kind) && kind != "sharedStrings") {
-                if (!src_.has(r.part))
-                    throw damaged(src_.file(), "part '" + relsPartOf(src_.workbookPart()) + "'",
-                                  "the relationship '" + r.id + "' points at the missing part '" + r.part + "'");
-                collect(r.part);
+            if (!r.external && !isSheetKind(kind) && !src_.has(r.part)) {
+                // Connections, a theme, even the strings: the copy does
+                // without a part that is not there (its cells read as empty).
+                src_.repaired("the workbook's relationship '" + r.id + "' names the missing part '" + r.part +
+                              "'; it is left out");
+                if (kind == "sharedStrings")
+                    sstPart_.clear();
+                continue;
             }
+            wbRels_.push_back(r);
+            if (!r.external && !isSheetKind(kind) && kind != "sharedStrings")
+                collect(r.part);
         }
     }
 
@@ -201,11 +206,8 @@ private:
     // ---- shared strings
     void loadSharedStrings()
     {
-        if (sstPart_.empty())
-            return;
-        if (!src_.has(sstPart_))
-            throw damaged(src_.file(), "part '" + sstPart_ + "'", "the shared-string table is missing");
-        sst_ = src_.sharedStrings(sstPart_);
+        if (!sstPart_.empty())
+            sst_ = src_.sharedStrings(sstPart_);
     }
 
     // The workbook's names and the copied sheet's own, for a copy that keeps values only.
@@ -311,7 +313,7 @@ private:
     }
 
     // A shared-string cell's index moves to the copy's table.
-    void rewriteCell(pugi::xml_node c, const std::string& part)
+    void rewriteCell(pugi::xml_node c, const std::string& /*part*/)
     {
         if (std::string_view(c.attribute("t").value()) != "s")
             return;
@@ -321,11 +323,14 @@ private:
         const std::string_view txt = v.text().get();
         std::size_t idx = 0;
         const auto res = std::from_chars(txt.data(), txt.data() + txt.size(), idx);
-        if (res.ec != std::errc() || res.ptr != txt.data() + txt.size() || !sst_ || idx >= sst_->size())
-            throw damaged(src_.file(), "part '" + part + "'",
-                          std::string("cell ") + c.attribute("r").value() + " refers to shared string '" +
-                              std::string(txt) + "', which the table (" + std::to_string(sst_ ? sst_->size() : 0) +
-                              " strings) does not hold");
+        if (res.ec != std::errc() || res.ptr != txt.data() + txt.size() || !sst_ || idx >= sst_->size()) {
+            // As LibreOffice reads it: a blank cell that keeps its format.
+            c.remove_attribute("t");
+            c.remove_child(v);
+            src_.repaired("cells name shared strings the table does not hold (an empty index or one past its "
+                          "end); they read as empty");
+            return;
+        }
         v.text().set(std::to_string(strings_.map(idx)).c_str());
     }
 
@@ -543,7 +548,7 @@ private:
                 kept.push_back(r);
         }
         const std::string rp = relsPartOf(part);
-        if (kept.size() == rels.size())
+        if (kept.size() == rels.size() && src_.relsIntact(part))
             out_.addStored(rp, *src_.zip().find(rp));
         else
             out_.addText(rp, writeRelationships(kept));

@@ -1,10 +1,12 @@
 #include "SourcePackage.h"
 
+#include "Doctype.h"
 #include "PartName.h"
 #include "SharedStrings.h"
 #include "Xml.h"
 #include "excel/EngineError.h"
 
+#include <algorithm>
 #include <set>
 
 namespace excel::ooxml {
@@ -76,12 +78,9 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
         SheetEntry e;
         e.name = s.attribute("name").value();
         e.state = s.attribute("state").value();
-        auto rid = relId(s);
-        if (!rid)
-            throw damaged(file, "part '" + p->workbookPart_ + "'", "the sheet '" + e.name + "' has no relationship id");
-        e.relId = rid.value();
+        e.relId = relId(s).value();
         // Two tabs on one relationship would be one sheet under two names.
-        if (!relIds.insert(e.relId).second)
+        if (!e.relId.empty() && !relIds.insert(e.relId).second)
             throw damaged(file, "part '" + p->workbookPart_ + "'",
                           "the sheet '" + e.name + "' names the relationship '" + e.relId +
                               "', which an earlier sheet names too");
@@ -90,9 +89,15 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
             if (r.id == e.relId)
                 rel = &r;
         }
-        if (rel == nullptr || rel->external)
-            throw damaged(file, "part '" + p->workbookPart_ + "'",
-                          "the sheet '" + e.name + "' names the relationship '" + e.relId + "', which is missing");
+        if (rel == nullptr || rel->external) {
+            // Nothing tells what the tab was (a dialog or macro sheet, as a
+            // rule): it keeps its place among the tabs and is no worksheet.
+            p->repaired("the sheet tab '" + e.name + "' names " +
+                        (e.relId.empty() ? std::string("no relationship") : "the missing relationship '" + e.relId + "'") +
+                        "; it is left out");
+            p->sheets_.push_back(std::move(e));
+            continue;
+        }
         e.kind = std::string(relKind(rel->type));
         e.part = rel->part;
         if (e.isWorksheet()) {
@@ -110,7 +115,12 @@ std::shared_ptr<SourcePackage> SourcePackage::open(std::shared_ptr<const tb::Byt
 
 std::string SourcePackage::read(const std::string& part) const
 {
-    return zip_->read(part);
+    std::string data = zip_->read(part);
+    if (scanProlog(data) == Prolog::Doctype) {
+        data = withoutDoctype(data, file_, part);
+        repaired(doctypeRepair(part));
+    }
+    return data;
 }
 
 std::unique_ptr<pugi::xml_document> SourcePackage::parsed(const std::string& part) const
@@ -136,6 +146,20 @@ const std::vector<Relationship>& SourcePackage::relsOf(const std::string& part) 
     const std::string rp = relsPartOf(part);
     if (has(rp))
         rels = parseRelationships(read(rp), part, file_, rp);
+    // A relationship without an Id gets the first one its part leaves free,
+    // which is the one the part names where only the Id was lost (a pivot
+    // cache's r:id="rId1" to its records).
+    for (auto& r : rels) {
+        if (!r.id.empty())
+            continue;
+        for (int n = 1; r.id.empty(); ++n) {
+            const std::string id = "rId" + std::to_string(n);
+            if (std::none_of(rels.begin(), rels.end(), [&](const Relationship& o) { return o.id == id; }))
+                r.id = id;
+        }
+        mendedRels_.insert(part);
+        repaired("a relationship in '" + rp + "' has no Id; it is given the Id '" + r.id + "'");
+    }
     for (auto& r : rels) {
         if (!r.external) {
             if (const auto* e = zip_->find(r.part))

@@ -6,12 +6,14 @@
 
 #include "ContentTypes.h"
 #include "Relationships.h"
+#include "excel/Repairs.h"
 #include "excel/zip/ZipReader.h"
 
 #include <pugixml.hpp>
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,7 +25,7 @@ struct SheetEntry {
     std::string name;     // as stored
     std::string relId;
     std::string part;     // resolved part name
-    std::string kind;     // last segment of the relationship type
+    std::string kind;     // last segment of the relationship type; empty for a tab whose relationship is missing
     std::string state;    // "hidden", "veryHidden", or empty when visible
     bool isWorksheet() const { return kind == "worksheet"; }
 };
@@ -46,13 +48,21 @@ public:
     const std::vector<std::string>& worksheetNames() const { return worksheetNames_; }
 
     bool has(const std::string& part) const { return zip_->find(part) != nullptr; }
-    // The part's bytes; throws when it is missing or damaged.
+    // The part's bytes; throws when it is missing or damaged. A document type
+    // declaration is left out (a repair).
     std::string read(const std::string& part) const;
     // The shared-string table at `part`, parsed once for every copy made
     // from this package.
     std::shared_ptr<const SharedStrings> sharedStrings(const std::string& part) const;
-    // The relationships of a part (empty when it has none); cached.
+    // The relationships of a part (empty when it has none); cached. One
+    // with no Id is given a free one (a repair), and relsIntact then says
+    // false: the part's relationships are to be written anew.
     const std::vector<Relationship>& relsOf(const std::string& part) const;
+    bool relsIntact(const std::string& part) const { return !mendedRels_.count(part); }
+
+    // What was repaired to read the package, for the workbook and its copies.
+    void repaired(const std::string& sentence) const { repairs_.add(sentence); }
+    std::vector<std::string> repairs() const { return repairs_.list(); }
 
     // The part parsed, as parseXml gives it: the one a copy left behind for
     // the next when it is that part, else parsed now. A copy reads the
@@ -75,6 +85,8 @@ private:
     std::vector<std::size_t> worksheets_;
     std::vector<std::string> worksheetNames_;
     mutable std::map<std::string, std::vector<Relationship>> relsCache_;
+    mutable std::set<std::string> mendedRels_;
+    mutable Repairs repairs_;
     mutable std::map<std::string, std::shared_ptr<const SharedStrings>> sstCache_;
     mutable std::string keptPart_;
     mutable std::unique_ptr<pugi::xml_document> kept_;

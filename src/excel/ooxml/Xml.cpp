@@ -55,12 +55,17 @@ std::unique_ptr<pugi::xml_document> parseXml(std::string_view data, const std::s
     if (depth.tooDeep)
         throw damaged(file, "part '" + part + "'",
                       "the XML nests elements more than " + std::to_string(kMaxDepth) + " deep");
-    // The text is written back as UTF-8 whatever it was read as.
-    for (auto n = doc->first_child(); n; n = n.next_sibling()) {
+    // The text is written back as UTF-8 whatever it was read as, and never
+    // with a document type declaration (see Doctype.h).
+    for (auto n = doc->first_child(); n;) {
+        const auto next = n.next_sibling();
         if (n.type() == pugi::node_declaration) {
             if (auto enc = n.attribute("encoding"))
                 enc.set_value("UTF-8");
+        } else if (n.type() == pugi::node_doctype) {
+            doc->remove_child(n);
         }
+        n = next;
     }
     return doc;
 }

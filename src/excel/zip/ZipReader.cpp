@@ -204,6 +204,28 @@ std::string ZipReader::inflate(const Entry& e) const
     return out;
 }
 
+std::string ZipReader::readPrefix(const Entry& e, std::size_t n) const
+{
+    if (e.encrypted)
+        throw zipDamaged(file_, e.name, "the entry is encrypted");
+    std::string out(static_cast<std::size_t>(std::min<std::uint64_t>(n, e.size)), '\0');
+    const std::lock_guard lock(archiveMutex_);
+    std::unique_ptr<zip_file_t, FileCloser> f(zip_fopen_index(archive_.get(), e.index, 0));
+    if (!f)
+        throw zipDamaged(file_, e.name, archiveMessage(archive_.get()));
+    std::size_t got = 0;
+    while (got < out.size()) {
+        const zip_int64_t r = zip_fread(f.get(), out.data() + got, out.size() - got);
+        if (r < 0)
+            throw zipDamaged(file_, e.name, zip_error_strerror(zip_file_get_error(f.get())));
+        if (r == 0)
+            break;
+        got += static_cast<std::size_t>(r);
+    }
+    out.resize(got);
+    return out;
+}
+
 RawEntry ZipReader::readRaw(const Entry& e) const
 {
     if (e.encrypted)

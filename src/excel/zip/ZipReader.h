@@ -52,6 +52,9 @@ public:
     // The entry inflated; throws on damage (short data, bad CRC, encryption).
     std::string read(const Entry& e) const;
     std::string read(const std::string& name) const;
+    // At most the first `n` bytes of the entry, inflated (no checksum is
+    // checked); for a look at a part's start without inflating it whole.
+    std::string readPrefix(const Entry& e, std::size_t n) const;
     // The entry's compressed bytes with what a writer needs to store them again.
     RawEntry readRaw(const Entry& e) const;
 
