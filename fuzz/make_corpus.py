@@ -86,6 +86,9 @@ def main():
             if f.endswith(".xls") and os.path.getsize(p) <= XLS_MAX:
                 xls.append(p)
     xls += [os.path.join(repo, "tests", "data", "xls", "made", f) for f in ("crossref.xls", "encrypted.xls")]
+    # Excel 5.0/95 workbooks, and the Excel 4.0 sheet file and workbook.
+    xls += [os.path.join(repo, "tests", "data", "xls", "biff5", f) for f in ("crossref95.xls", "formats95.xls")]
+    xls += [os.path.join(repo, "tests", "data", "xls", "biff4", f) for f in ("biff4_sheet.xls", "biff4w_workbook.xlw")]
     for p in xls:
         data = open(p, "rb").read()
         put("cfb_list", data)
