@@ -172,6 +172,22 @@ TEST(Biff5Listing, DamageAndEncryptionAreRefusedNamingTheFile)
         EXPECT_EQ(number, 1004);
         EXPECT_EQ(e.rfind("'cut.xls' is damaged", 0), 0u) << e;
     }
+    // Charts nested in charts without end: refused, not followed down.
+    std::vector<std::byte> deep;
+    record(deep, 0x0809, bof(0x0500, 0x0005));
+    Body entry{std::byte(0), std::byte(0), std::byte(0), std::byte(0), std::byte(0), std::byte(0), std::byte(1),
+               std::byte('S')};
+    record(deep, 0x0085, entry);
+    record(deep, 0x000A, {});
+    excel::biff::put32(deep, 4 + 16 + 4, static_cast<std::uint32_t>(deep.size()));  // after the BOF, in the entry
+    record(deep, 0x0809, bof(0x0500, 0x0010));
+    for (int i = 0; i < 5000; ++i)
+        record(deep, 0x0809, bof(0x0500, 0x0020));
+    auto nested = open(compoundFile({{"Book", deep}}), "deep.xls");
+    ASSERT_EQ(nested->worksheetNames(), std::vector<std::string>{"S"});
+    const std::string n = errorOf([&] { nested->copyWorksheet(0, kSource); });
+    EXPECT_EQ(n.rfind("'deep.xls' is damaged: Book stream, record 0x0809", 0), 0u) << n;
+
     // FILEPASS right after the BOF: the XOR obfuscation of Excel 95.
     std::vector<std::byte> locked(book.begin(), book.begin() + 4 + u16(book, 2));
     record(locked, 0x002F, Body(4));

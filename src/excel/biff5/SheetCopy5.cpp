@@ -15,6 +15,7 @@ using namespace excel::biff;
 namespace {
 
 constexpr std::size_t kInserted = std::numeric_limits<std::size_t>::max();
+constexpr int kMaxDepth = 8;  // a sheet holds charts, which hold nothing deeper
 
 struct Rec {
     std::uint16_t type = 0;
@@ -51,6 +52,8 @@ std::vector<Rec> readSubstream(Bytes stream, std::size_t start, const StreamCont
         if (depth == 0 && r.type != rt::Bof)
             throwDamaged(ctx, r, "expected a BOF record, found " + hex4(r.type));
         depth += r.type == rt::Bof ? 1 : r.type == rt::Eof ? -1 : 0;
+        if (depth > kMaxDepth)
+            throwDamaged(ctx, r, "substreams are nested more than " + std::to_string(kMaxDepth) + " deep");
         out.push_back({r.type, {r.body.begin(), r.body.end()}, r.offset});
     } while (depth > 0);
     return out;
@@ -138,6 +141,7 @@ public:
         }
 
         std::size_t entry = 0, name = 0;  // the next EXTERNSHEET entry and NAME record
+        bool dropped = false;             // the record before was left out
         std::size_t k = i;
         for (std::size_t n = 0; n < own.size(); ++n) {
             while (k < own[n])
@@ -150,7 +154,9 @@ public:
                 out.push_back(std::move(count));
                 emitAdded(table, out);
             }
-            switch (r.type) {
+            const std::size_t before = out.size();
+            const std::uint16_t type = r.type;
+            switch (type) {
             case rt5::ExternCount:
                 if (r.body.size() >= 2)
                     set16(r.body, static_cast<std::uint16_t>(table.entries().size()));
@@ -160,15 +166,21 @@ public:
                 r.body = table.entries()[entry++];
                 out.push_back(std::move(r));
                 break;
+            case rt::Continue:
+                if (!dropped)  // the rest of a record that stays
+                    out.push_back(std::move(r));
+                break;
             default:
-                if (globals)
+                if (globals) {
                     globalRecord(r, out, name);
-                else {
+                } else {
                     if (sheet && r.type == rt::Window2 && r.body.size() >= 2)
                         set16(r.body, static_cast<std::uint16_t>(u16(r.body, 0) | 0x0600));  // selected, shown
                     out.push_back(std::move(r));
                 }
             }
+            if (type != rt::Continue)
+                dropped = out.size() == before;
             if (n == addAfter)
                 emitAdded(table, out);
         }
