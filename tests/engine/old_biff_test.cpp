@@ -32,34 +32,6 @@ struct Rec {
     std::vector<std::byte> body;
 };
 
-std::unique_ptr<Document> open(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
-{
-    return openDocument(std::move(bytes), file);
-}
-
-std::unique_ptr<Document> openPath(const std::string& rel)
-{
-    return open(std::make_shared<tb::MemorySource>(readFile(data(rel))), rel);
-}
-
-std::string errorOf(const std::function<void()>& f, int* number = nullptr)
-{
-    try {
-        f();
-    } catch (const tb::Error& e) {
-        if (number)
-            *number = e.number();
-        return e.description();
-    }
-    return {};
-}
-
-std::vector<std::byte> saved(const Document& d)
-{
-    tb::MemorySink sink;
-    d.save(sink);
-    return std::move(sink.data);
-}
 
 std::vector<std::byte> streamOf(const std::vector<std::byte>& file, const std::string& name = "Book")
 {
