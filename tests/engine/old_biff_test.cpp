@@ -91,7 +91,8 @@ std::string text(const std::vector<std::byte>& b, std::size_t from)
 }
 
 const std::vector<std::string> kFixtures{"biff5/crossref95.xls", "biff5/formats95.xls", "biff5/cyrillic95.xls",
-                                         "biff5/hide95.xls", "biff5/quote95.xls", "biff5/upper95.xls"};
+                                         "biff5/hide95.xls", "biff5/quote95.xls", "biff5/upper95.xls",
+                                         "biff5/workbook95.xls"};
 
 }  // namespace
 
@@ -115,6 +116,7 @@ TEST(Biff5Listing, TheWorkbookStreamIsFoundUnderEachOfItsNames)
     ASSERT_FALSE(book.empty());
     const std::vector<std::string> names{"Übersicht", "Daten 2024", "Café"};
     EXPECT_EQ(openPath("biff5/upper95.xls")->worksheetNames(), names);  // "BOOK"
+    EXPECT_EQ(openPath("biff5/workbook95.xls")->worksheetNames(), (std::vector<std::string>{"Data", "Calc", "Other Sheet"}));
     for (const char* stream : {"book", "Workbook", "WORKBOOK"}) {
         SCOPED_TRACE(stream);
         auto doc = open(compoundFile({{stream, book}}), "old.xls");
@@ -172,7 +174,8 @@ TEST(Biff5Copy, EachSheetBecomesOneVisibleSheetWithItsCellsAsTheyWere)
 {
     for (const std::string& rel : kFixtures) {
         auto src = openPath(rel);
-        const auto srcRecs = recordsOf(streamOf(readFile(data(rel)), rel == "biff5/upper95.xls" ? "BOOK" : "Book"));
+        const std::string stream = rel == "biff5/upper95.xls" ? "BOOK" : rel == "biff5/workbook95.xls" ? "Workbook" : "Book";
+        const auto srcRecs = recordsOf(streamOf(readFile(data(rel)), stream));
         const auto srcSheets = sheetsOf(srcRecs);
         for (std::size_t i = 0; i < src->worksheetNames().size(); ++i) {
             SCOPED_TRACE(rel + " " + src->worksheetNames()[i]);

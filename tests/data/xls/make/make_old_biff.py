@@ -20,6 +20,7 @@ and a workbook made here.
   biff5/cyrillic95.xls     formats95.xls with its code page set to Windows-1251
                            and a sheet renamed "Данные2024" in that code page
   biff5/upper95.xls        formats95.xls with its stream named "BOOK"
+  biff5/workbook95.xls     crossref95.xls with its stream named "Workbook"
   biff4/biff4_sheet.xls    (not made here) xlrd's biff4_no_format_no_window2.xls
   biff4/biff4w_workbook.xlw  the same with its BOF saying "workbook" (BIFF4W)
 
@@ -90,6 +91,20 @@ def variant(src, dst, pairs):
     open(dst, "wb").write(data)
 
 
+def renamed_stream(src, dst, old, new):
+    """The directory entry of stream `old` renamed `new` in place: its 64-byte
+    name field and the name's size. Both names must sort alike among their
+    siblings (shorter first), which keeps the directory's tree valid."""
+    data = bytearray(open(src, "rb").read())
+    field = old.encode("utf-16-le") + b"\0\0"
+    at = data.find(field.ljust(64, b"\0"))
+    assert at >= 0 and at % 128 == 0, (src, old)
+    name = new.encode("utf-16-le") + b"\0\0"
+    data[at:at + 64] = name.ljust(64, b"\0")
+    data[at + 64:at + 66] = len(name).to_bytes(2, "little")
+    open(dst, "wb").write(bytes(data))
+
+
 def main(xls):
     b5, b4 = os.path.join(xls, "biff5"), os.path.join(xls, "biff4")
     os.makedirs(b5, exist_ok=True)
@@ -106,6 +121,7 @@ def main(xls):
             [(CP1252, CP1251), (b"Daten 2024", "Данные2024".encode("cp1251"))])
     # The directory entry's name, UTF-16: same length, same order in the tree.
     variant(formats, os.path.join(b5, "upper95.xls"), [("Book".encode("utf-16-le"), "BOOK".encode("utf-16-le"))])
+    renamed_stream(os.path.join(b5, "crossref95.xls"), os.path.join(b5, "workbook95.xls"), "Book", "Workbook")
     sheet = os.path.join(b4, "biff4_sheet.xls")  # xlrd's biff4_no_format_no_window2.xls
     data = bytearray(open(sheet, "rb").read())
     assert data[0:2] == b"\x09\x04" and data[6:8] == b"\x10\x00"
