@@ -58,11 +58,12 @@ std::vector<std::byte> LinkTable::external(std::size_t tab) const
 {
     const std::string text = sourceLink_ + globals_.sheets[tab].rawName;
     std::vector<std::byte> e;
-    // The count leaves out the leading type byte, as for a sheet of the
-    // workbook itself.
-    e.push_back(std::byte(static_cast<std::uint8_t>(std::min<std::size_t>(text.size() + 1, 255))));
+    // The count covers the whole text, its leading type byte included; only
+    // the entries naming a sheet of the workbook itself (0x03) leave it out.
+    const std::size_t n = std::min<std::size_t>(text.size(), 254);  // an 8-bit count
+    e.push_back(std::byte(static_cast<std::uint8_t>(n + 1)));
     e.push_back(std::byte(kEncoded));
-    for (std::size_t i = 0; i < text.size() && i < 255; ++i)
+    for (std::size_t i = 0; i < n; ++i)
         e.push_back(std::byte(static_cast<unsigned char>(text[i])));
     return e;
 }
