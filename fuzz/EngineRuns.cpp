@@ -103,7 +103,9 @@ void copyOoxml(const std::uint8_t* data, std::size_t size)
     const auto bytes = package->bytes();
     copyWith(&excel::ooxml::openPackage, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
-void copyBiff(const std::uint8_t* data, std::size_t size) { copyWith(&excel::biff::openCompoundFile, data, size); }
+// Through the format check of every open, so that the older .xls files
+// that are not compound files (Excel 2.x-4.0 sheets) are reached too.
+void copyBiff(const std::uint8_t* data, std::size_t size) { copyWith(&excel::openDocument, data, size); }
 
 void rewriteFormula(const std::uint8_t* data, std::size_t size)
 {

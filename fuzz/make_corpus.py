@@ -90,6 +90,9 @@ def main():
                 xls.append(p)
     xls += [os.path.join(repo, "tests", "data", "xls", "made", f) for f in ("crossref.xls", "encrypted.xls")]
     xls += sorted(os.path.join(repair, f) for f in os.listdir(repair) if f.endswith(".xls"))
+    # Excel 5.0/95 workbooks, and the Excel 4.0 sheet file and workbook.
+    xls += [os.path.join(repo, "tests", "data", "xls", "biff5", f) for f in ("crossref95.xls", "formats95.xls")]
+    xls += [os.path.join(repo, "tests", "data", "xls", "biff4", f) for f in ("biff4_sheet.xls", "biff4w_workbook.xlw")]
     for p in xls:
         data = open(p, "rb").read()
         put("cfb_list", data)

@@ -2,7 +2,8 @@
 // What one file format gives the object model. A Document is the content of
 // one workbook held by the engine: a source opened from a file (read-only, its
 // bytes kept mapped) or a one-sheet copy made from one. Every format module
-// (OOXML, BIFF8) implements it; the object model never looks inside.
+// (OOXML, BIFF8, BIFF5, BIFF2-4) implements it; the object model never looks
+// inside.
 
 #include "platform/sys/ByteSink.h"
 
@@ -13,7 +14,7 @@
 
 namespace excel {
 
-enum class Family { Ooxml, Biff8 };
+enum class Family { Ooxml, Biff8, Biff5, Biff4 };  // Biff4: a BIFF2, BIFF3 or BIFF4 sheet file
 
 // As Excel's XlSheetVisibility: a very hidden sheet is one the user cannot
 // unhide from the window.

@@ -2,6 +2,7 @@
 
 #include "EngineError.h"
 #include "biff/BiffDocument.h"
+#include "biff4/SheetFile.h"
 #include "ooxml/OoxmlDocument.h"
 
 #include <array>
@@ -20,16 +21,6 @@ bool startsWith(std::span<const std::byte> b, const std::array<unsigned char, N>
     return b.size() >= N && std::memcmp(b.data(), sig.data(), N) == 0;
 }
 
-// Excel 2.x to 4.0 wrote a bare BIFF stream, not a compound file: it opens
-// with a BOF record of type 0x0009, 0x0209 or 0x0409 and a short body.
-bool isBareOldBiff(std::span<const std::byte> b)
-{
-    if (b.size() < 8)
-        return false;
-    const unsigned type = std::to_integer<unsigned>(b[0]) | (std::to_integer<unsigned>(b[1]) << 8);
-    const unsigned length = std::to_integer<unsigned>(b[2]) | (std::to_integer<unsigned>(b[3]) << 8);
-    return (type == 0x0009 || type == 0x0209 || type == 0x0409) && length >= 4 && length <= 16;
-}
 }  // namespace
 
 std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
@@ -41,9 +32,8 @@ std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> byt
         return biff::openCompoundFile(std::move(bytes), file);
     if (b.empty())
         throw refused(file, "is not a workbook: the file is empty.");
-    if (isBareOldBiff(b))
-        throw refused(file, "is an Excel 2.x-4.0 workbook (BIFF2 to BIFF4); only Excel 97-2003 workbooks (BIFF8) and "
-                              "Office Open XML workbooks can be read.");
+    if (biff4::isSheetFile(b))
+        return biff4::openSheetFile(std::move(bytes), file);
     throw refused(file, "is not a workbook: it is neither an Excel 97-2003 file nor an Office Open XML package.");
 }
 

@@ -3,13 +3,16 @@
 // test needs and nothing else, wrapped in a compound file by the engine's own
 // writer (itself tested against libgsf's reader in cfb_compound_file_test).
 
+#include "excel/Document.h"
 #include "excel/biff/Bytes.h"
 #include "excel/cfb/CompoundFile.h"
 #include "platform/sys/ByteSink.h"
+#include "platform/sys/Error.h"
 
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -128,5 +131,37 @@ inline std::vector<std::byte> readFile(const std::string& path)
 }
 
 inline std::string data(const std::string& rel) { return std::string(TB_TEST_DATA) + "/xls/" + rel; }
+
+inline std::unique_ptr<excel::Document> open(std::shared_ptr<const tb::ByteSource> bytes,
+                                             const std::string& file = "book.xls")
+{
+    return excel::openDocument(std::move(bytes), file);
+}
+
+// A workbook of tests/data/xls, named in errors by its path there.
+inline std::unique_ptr<excel::Document> openPath(const std::string& rel)
+{
+    return open(std::make_shared<tb::MemorySource>(readFile(data(rel))), rel);
+}
+
+// The description of the tb::Error `f` throws, and its number; empty when none.
+inline std::string errorOf(const std::function<void()>& f, int* number = nullptr)
+{
+    try {
+        f();
+    } catch (const tb::Error& e) {
+        if (number)
+            *number = e.number();
+        return e.description();
+    }
+    return {};
+}
+
+inline std::vector<std::byte> saved(const excel::Document& d)
+{
+    tb::MemorySink sink;
+    d.save(sink);
+    return std::move(sink.data);
+}
 
 }  // namespace biff_fixture

@@ -72,6 +72,18 @@ TEST(SheetFacts, BothFormatsOfOneWorkbookAgree)
     }
 }
 
+// Gnumeric wrote the Excel 5.0/95 file from the .xlsx; xlrd's Excel 4.0
+// sheet file holds cells.
+TEST(SheetFacts, OlderExcelFilesAreToldTheSameWay)
+{
+    const std::string old = std::string(TB_TEST_DATA) + "/xls/";
+    EXPECT_EQ(factsOf(old + "biff5/hide95.xls"), factsOf(xlsx + "hide01.xlsx"));
+    EXPECT_TRUE(factsOf(old + "biff5/crossref95.xls").at("Data").content);
+    const auto sheetFile = factsOf(old + "biff4/biff4_sheet.xls");
+    ASSERT_EQ(sheetFile.size(), 1u);
+    EXPECT_EQ(sheetFile.begin()->second, (Facts{SheetVisibility::Visible, true}));
+}
+
 TEST(SheetFacts, ACopyIsOneVisibleSheetInTheFormatItIsSavedIn)
 {
     excel::Application app;

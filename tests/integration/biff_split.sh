@@ -2,8 +2,10 @@
 # Splits every .xls workbook of tests/data/xls with tamberlin-split and checks
 # each output with an independent reader (Debian's python3-xlrd): one sheet of
 # the right name, and the source sheet's values, formula results, merged
-# ranges, column widths and cell formats. Encrypted and pre-BIFF8 files must
-# be refused with an error naming the file. Skips (exit 0) while the command
+# ranges, column widths and cell formats (Excel 5.0/95 workbooks included);
+# an Excel 2.x-4.0 sheet file must come out byte for byte. Encrypted
+# workbooks and Excel 4.0 workbooks (BIFF4W) must be refused with an error
+# naming the file. Skips (exit 0) while the command
 # line front end is missing or cannot split .xls yet.
 set -uo pipefail
 split="$TB_BUILD_DIR/tamberlin-split"
@@ -20,16 +22,20 @@ fi
 
 fail=0
 sources=()
-for f in "$TB_TEST_DATA"/xls/lo/*.xls "$TB_TEST_DATA"/xls/xlrd/*.xls "$TB_TEST_DATA"/xls/made/crossref.xls; do
+for f in "$TB_TEST_DATA"/xls/lo/*.xls "$TB_TEST_DATA"/xls/xlrd/*.xls "$TB_TEST_DATA"/xls/made/crossref.xls \
+         "$TB_TEST_DATA"/xls/biff5/*.xls; do
   sources+=("$f")
 done
 . "${TB_SOURCE_DIR:?}/tests/support/source_guard.sh"
-guard_sources "${sources[@]}" "$TB_TEST_DATA/xls/made/encrypted.xls" \
-              "$TB_TEST_DATA/xls/refused/biff4_no_format_no_window2.xls"
+sheet4="$TB_TEST_DATA/xls/biff4/biff4_sheet.xls"
+guard_sources "${sources[@]}" "$sheet4" "$TB_TEST_DATA/xls/made/encrypted.xls" \
+              "$TB_TEST_DATA/xls/biff4/biff4w_workbook.xlw"
 mkdir -p "$work/out"
-if ! "$split" -o "$work/out" "${sources[@]}" >"$work/split.log" 2>&1; then
+if ! "$split" -o "$work/out" "${sources[@]}" "$sheet4" >"$work/split.log" 2>&1; then
   echo "FAIL: tamberlin-split failed:"; cat "$work/split.log"; fail=1
 fi
+cmp -s "$sheet4" "$work/out/biff4_sheet/biff4_sheet.xls" \
+  || { echo "FAIL: the Excel 4.0 sheet's copy is not the file itself"; fail=1; }
 
 "$py" - "$work/out" "${sources[@]}" <<'PY' || fail=1
 import os, sys, xlrd
@@ -110,14 +116,14 @@ sys.exit(1 if bad or not checked else 0)
 PY
 
 # Refusals: a clear error naming the file, and nothing written for it.
-for f in "$TB_TEST_DATA/xls/made/encrypted.xls" "$TB_TEST_DATA/xls/refused/biff4_no_format_no_window2.xls"; do
+for f in "$TB_TEST_DATA/xls/made/encrypted.xls" "$TB_TEST_DATA/xls/biff4/biff4w_workbook.xlw"; do
   mkdir -p "$work/refused"
   if "$split" -o "$work/refused" "$f" >"$work/refused.log" 2>&1; then
     echo "FAIL: $f was not refused"; fail=1
   elif ! grep -qF "$(basename "$f")" "$work/refused.log"; then
     echo "FAIL: the error for $f does not name it:"; cat "$work/refused.log"; fail=1
   fi
-  if [ -n "$(find "$work/refused" -name '*.xls' -print -quit)" ]; then
+  if [ -n "$(find "$work/refused" -type f -print -quit)" ]; then
     echo "FAIL: something was written for $f"; fail=1
   fi
 done

@@ -207,6 +207,27 @@ private slots:
         QCOMPARE(r.platform.shellService.opened, QStringList{chosen});
     }
 
+    void olderExcelFilesSplitAndAnExcel4WorkbookIsRefusedByName()
+    {
+        Run r;
+        fs::copy_file(kData / "xls" / "biff5" / "cyrillic95.xls", r.in / "Отчёт 95.xls");
+        fs::copy_file(kData / "xls" / "biff4" / "biff4_sheet.xls", r.in / "Sheet4.xls");
+        fs::copy_file(kData / "xls" / "biff4" / "biff4w_workbook.xlw", r.in / "Binder.xlw");
+        for (const char* f : {"Отчёт 95.xls", "Binder.xlw", "Sheet4.xls"})
+            r.form->UpdateListView(QString::fromStdString((r.in / f).string()));
+        const QStringList shown = r.messages();
+        QCOMPARE(shown.size(), 1);
+        QVERIFY2(shown[0].contains("Binder.xlw' is an Excel 4.0 workbook (BIFF4W)"), qPrintable(shown[0]));
+        QCOMPARE(r.form->lvwTask()->rowCount(), 4);
+        QCOMPARE(r.form->lvwTask()->item(1, 1)->text(), QString("Данные2024"));
+
+        r.split();
+        QCOMPARE(r.messages().last(), QString("Mission complete!"));
+        QCOMPARE(r.tree(), (QStringList{"Sheet4/", "Sheet4/Sheet4.xls", "Отчёт 95/", "Отчёт 95/Cafй.xls",
+                                        "Отчёт 95/Данные2024.xls", "Отчёт 95/Ьbersicht.xls"}));
+        QVERIFY(support::readBytes(r.out / "Sheet4" / "Sheet4.xls") == support::readBytes(r.in / "Sheet4.xls"));
+    }
+
     // Damaged workbooks that other readers open: listed and split like any
     // other, and the window says nothing of what was repaired.
     void damagedWorkbooksSplitWithNothingExtraShown()

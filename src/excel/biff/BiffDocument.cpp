@@ -8,6 +8,7 @@
 #include "Strings.h"
 #include "excel/EngineError.h"
 #include "excel/Repairs.h"
+#include "excel/biff5/Biff5Document.h"
 #include "excel/cfb/CompoundFile.h"
 
 #include <algorithm>
@@ -343,11 +344,12 @@ std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>
                                 "Save it without a password and try again.");
     const std::string name = findChild(*root, "Workbook");
     if (name.empty()) {
-        if (!findChild(*root, "Book").empty())
-            throw refused(file, "is an Excel 5.0/95 (BIFF5/BIFF7) workbook; only Excel 97-2003 workbooks (BIFF8) "
-                                    "and Office Open XML workbooks can be read.");
+        if (const std::string book = findChild(*root, "Book"); !book.empty())
+            return biff5::openBiff5(std::move(bytes), std::move(root), book, file);
         throw refused(file, "is not a workbook: the compound file holds no Workbook stream.");
     }
+    if (biff5::holdsBiff5(*root, name))
+        return biff5::openBiff5(std::move(bytes), std::move(root), name, file);
     return std::make_unique<BiffSource>(std::move(root), name, file, std::move(bytes));
 }
 
