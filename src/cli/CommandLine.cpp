@@ -6,12 +6,14 @@ namespace cli {
 
 std::string usage()
 {
-    return "usage: tamberlin-split [-o DIR] [--ask] WORKBOOK...\n"
-           "       tamberlin-split --list WORKBOOK...\n"
+    return "usage: tamberlin-split [-o DIR] [--ask] [--password-file FILE] WORKBOOK...\n"
+           "       tamberlin-split --list [--password-file FILE] WORKBOOK...\n"
            "Writes every worksheet of every WORKBOOK to DIR/<workbook name>/<sheet name>.xls\n"
            "(DIR defaults to the current folder). Existing files are replaced, or with\n"
            "--ask replaced only when you answer yes. --list prints each workbook's\n"
-           "worksheets, one \"WORKBOOK<TAB>SHEET\" line each.\n";
+           "worksheets, one \"WORKBOOK<TAB>SHEET\" line each. An encrypted workbook is tried\n"
+           "with Excel's built-in password, then with each line of FILE in turn, or, with\n"
+           "no FILE, the password is asked for when standard input is a terminal.\n";
 }
 
 bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
@@ -27,6 +29,14 @@ bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
             out.list = true;
         } else if (options && a == "--ask") {
             out.ask = true;
+        } else if (options && a == "--password-file") {
+            if (i + 1 >= argc) {
+                problem = "option --password-file needs a file";
+                return false;
+            }
+            out.passwordFile = argv[++i];
+        } else if (options && a.rfind("--password-file=", 0) == 0) {
+            out.passwordFile = std::string(a.substr(16));
         } else if (options && (a == "-o" || a == "--output")) {
             if (i + 1 >= argc) {
                 problem = "option " + std::string(a) + " needs a folder";

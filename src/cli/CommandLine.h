@@ -11,6 +11,7 @@ struct Options {
     bool list = false;
     bool ask = false;     // ask before replacing a file (DisplayAlerts on)
     bool help = false;
+    std::string passwordFile;  // --password-file: passwords for encrypted workbooks, one a line
     std::vector<std::string> workbooks;
 };
 

@@ -1,5 +1,7 @@
 #include "SplitRun.h"
 
+#include "PasswordFile.h"
+#include "PasswordPrompt.h"
 #include "Progress.h"
 #include "excel/Application.h"
 #include "excel/Workbook.h"
@@ -107,9 +109,19 @@ bool listWorkbooks(excel::Application& app, const std::vector<std::string>& path
 
 int run(const Options& options)
 {
+    std::vector<std::string> passwords;
+    try {
+        if (!options.passwordFile.empty())
+            passwords = readPasswordFile(options.passwordFile);
+    } catch (const tb::Error& e) {
+        std::fprintf(stderr, "tamberlin-split: %s\n", e.description().c_str());
+        return 2;
+    }
+    PasswordPrompt passwordPrompt(std::move(passwords), !options.passwordFile.empty());
     excel::Application app;
     TerminalPrompter prompter;
     app.setPrompter(&prompter);
+    app.setPasswordPrompter(&passwordPrompt);
     app.setVisible(false);
     app.setDisplayAlerts(options.ask);
     app.setScreenUpdating(true);

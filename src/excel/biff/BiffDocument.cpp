@@ -7,6 +7,7 @@
 #include "Strings.h"
 #include "excel/EngineError.h"
 #include "excel/cfb/CompoundFile.h"
+#include "excel/crypto/WorkbookDecryption.h"
 
 #include <algorithm>
 #include <cctype>
@@ -246,6 +247,13 @@ private:
 std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
 {
     auto root = cfb::openCompoundFile(bytes, file);
+    return openCompoundFile(std::move(root), std::move(bytes), file, {});
+}
+
+std::unique_ptr<Document> openCompoundFile(std::unique_ptr<cfb::Storage> root,
+                                           std::shared_ptr<const tb::ByteSource> bytes, const std::string& file,
+                                           const crypto::PasswordSupply& passwords)
+{
     if (!findChild(*root, "EncryptedPackage").empty() || !findChild(*root, "EncryptionInfo").empty())
         throw refused(file, "is encrypted (password to open); encrypted workbooks cannot be read. "
                                 "Save it without a password and try again.");
@@ -255,6 +263,10 @@ std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>
             throw refused(file, "is an Excel 5.0/95 (BIFF5/BIFF7) workbook; only Excel 97-2003 workbooks (BIFF8) "
                                     "and Office Open XML workbooks can be read.");
         throw refused(file, "is not a workbook: the compound file holds no Workbook stream.");
+    }
+    if (auto stream = root->openStream(name); stream && crypto::hasFilePass(*stream)) {
+        crypto::Bytes plain = crypto::decryptWorkbookStream(stream->view(0, stream->size()), file, passwords);
+        root = crypto::withDecryptedStream(std::move(root), name, std::move(plain), file);
     }
     return std::make_unique<BiffSource>(std::move(root), name, file, std::move(bytes));
 }

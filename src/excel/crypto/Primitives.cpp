@@ -1,0 +1,142 @@
+#include "Primitives.h"
+
+#include <nettle/aes.h>
+#include <nettle/arcfour.h>
+#include <nettle/cbc.h>
+#include <nettle/md5.h>
+#include <nettle/nettle-meta.h>
+#include <nettle/sha1.h>
+#include <nettle/sha2.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace excel::crypto {
+
+namespace {
+
+const std::array<std::pair<const char*, HashAlgorithm>, 5> kHashNames{{{"MD5", HashAlgorithm::Md5},
+                                                                      {"SHA1", HashAlgorithm::Sha1},
+                                                                      {"SHA256", HashAlgorithm::Sha256},
+                                                                      {"SHA384", HashAlgorithm::Sha384},
+                                                                      {"SHA512", HashAlgorithm::Sha512}}};
+
+const std::uint8_t* u8(View v) { return reinterpret_cast<const std::uint8_t*>(v.data()); }
+std::uint8_t* u8(std::span<std::byte> v) { return reinterpret_cast<std::uint8_t*>(v.data()); }
+
+template <class Ctx, auto Init, auto Update, auto Digest>
+Bytes run(std::initializer_list<View> parts, std::size_t size)
+{
+    Ctx ctx;
+    Init(&ctx);
+    for (View p : parts)
+        Update(&ctx, p.size(), u8(p));
+    Bytes out(size);
+    Digest(&ctx, size, reinterpret_cast<std::uint8_t*>(out.data()));
+    return out;
+}
+
+// nettle's generic cipher description, so one code path serves the three key sizes.
+const nettle_cipher& aesFor(View key)
+{
+    switch (key.size()) {
+    case 16: return nettle_aes128;
+    case 24: return nettle_aes192;
+    case 32: return nettle_aes256;
+    default: throw std::invalid_argument("an AES key of " + std::to_string(key.size()) + " bytes");
+    }
+}
+
+void requireBlocks(std::size_t n)
+{
+    if (n % AES_BLOCK_SIZE != 0)
+        throw std::invalid_argument("AES data that is not a whole number of blocks");
+}
+
+}  // namespace
+
+const HashAlgorithm* hashByName(const std::string& name)
+{
+    for (const auto& [n, h] : kHashNames)
+        if (name == n)
+            return &h;
+    return nullptr;
+}
+
+std::size_t digestSize(HashAlgorithm h)
+{
+    switch (h) {
+    case HashAlgorithm::Md5: return MD5_DIGEST_SIZE;
+    case HashAlgorithm::Sha1: return SHA1_DIGEST_SIZE;
+    case HashAlgorithm::Sha256: return SHA256_DIGEST_SIZE;
+    case HashAlgorithm::Sha384: return SHA384_DIGEST_SIZE;
+    case HashAlgorithm::Sha512: return SHA512_DIGEST_SIZE;
+    }
+    return 0;
+}
+
+Bytes digest(HashAlgorithm h, std::initializer_list<View> parts)
+{
+    switch (h) {
+    case HashAlgorithm::Md5: return run<md5_ctx, md5_init, md5_update, md5_digest>(parts, MD5_DIGEST_SIZE);
+    case HashAlgorithm::Sha1: return run<sha1_ctx, sha1_init, sha1_update, sha1_digest>(parts, SHA1_DIGEST_SIZE);
+    case HashAlgorithm::Sha256:
+        return run<sha256_ctx, sha256_init, sha256_update, sha256_digest>(parts, SHA256_DIGEST_SIZE);
+    case HashAlgorithm::Sha384:
+        return run<sha512_ctx, sha384_init, sha512_update, sha384_digest>(parts, SHA384_DIGEST_SIZE);
+    case HashAlgorithm::Sha512:
+        return run<sha512_ctx, sha512_init, sha512_update, sha512_digest>(parts, SHA512_DIGEST_SIZE);
+    }
+    return {};
+}
+
+Rc4::Rc4(View key)
+{
+    if (key.empty() || key.size() > ARCFOUR_MAX_KEY_SIZE)
+        throw std::invalid_argument("an RC4 key of " + std::to_string(key.size()) + " bytes");
+    arcfour_set_key(&ctx_, key.size(), u8(key));
+}
+
+void Rc4::apply(std::span<std::byte> data) { arcfour_crypt(&ctx_, data.size(), u8(data), u8(data)); }
+
+void Rc4::skip(std::size_t n)
+{
+    std::uint8_t scratch[256];
+    while (n > 0) {
+        const std::size_t k = std::min(n, sizeof scratch);
+        arcfour_crypt(&ctx_, k, scratch, scratch);
+        n -= k;
+    }
+}
+
+void aesEcbDecrypt(View key, std::span<std::byte> data)
+{
+    requireBlocks(data.size());
+    const nettle_cipher& aes = aesFor(key);
+    std::vector<std::uint8_t> ctx(aes.context_size);
+    aes.set_decrypt_key(ctx.data(), u8(key));
+    aes.decrypt(ctx.data(), data.size(), u8(data), u8(data));
+}
+
+void aesCbcDecrypt(View key, View iv, std::span<std::byte> data)
+{
+    requireBlocks(data.size());
+    if (iv.size() < AES_BLOCK_SIZE)
+        throw std::invalid_argument("an AES initialization vector shorter than a block");
+    const nettle_cipher& aes = aesFor(key);
+    std::vector<std::uint8_t> ctx(aes.context_size);
+    aes.set_decrypt_key(ctx.data(), u8(key));
+    std::uint8_t chain[AES_BLOCK_SIZE];
+    std::memcpy(chain, iv.data(), AES_BLOCK_SIZE);
+    cbc_decrypt(ctx.data(), aes.decrypt, AES_BLOCK_SIZE, chain, data.size(), u8(data), u8(data));
+}
+
+Bytes le32(std::uint32_t v)
+{
+    return {std::byte(v & 0xFF), std::byte((v >> 8) & 0xFF), std::byte((v >> 16) & 0xFF), std::byte(v >> 24)};
+}
+
+}  // namespace excel::crypto
