@@ -31,6 +31,7 @@ public:
     platform::KeySender& keySender() override { return real_.keySender(); }
     platform::Registry& registry() override { return real_.registry(); }
     platform::PictureLoader& pictureLoader() override { return real_.pictureLoader(); }
+    platform::PasswordDialog& passwordDialog() override { return real_.passwordDialog(); }
 
     QString browseForFolder(const QString&, const QString&) override { return folder_; }
     void openWithDefaultHandler(const QString&) override {}
