@@ -29,6 +29,7 @@ import os
 import shutil
 import struct
 import sys
+import uuid
 
 import gi
 import olefile
@@ -70,9 +71,11 @@ def read_tree(ole, prefix=()):
     return out
 
 
-def write_compound(path, entries):
+def write_compound(path, entries, clsid=None):
     sink = Gsf.OutputStdio.new(path)
     root = Gsf.OutfileMSOle.new(sink)
+    if clsid:
+        root.set_class_id(list(uuid.UUID(clsid).bytes_le))
     dirs = {(): root}
     for name, data in sorted(entries, key=lambda e: (len(e[0]), e[0])):
         parent = dirs[name[:-1]]
@@ -227,7 +230,7 @@ def encrypt_xls(src, dst, filepass, transform):
             encrypt_records(s, start, transform)
             data = bytes(s)
         out.append((name, data))
-    write_compound(dst, out)
+    write_compound(dst, out, ole.root.clsid)
 
 
 # ECMA-376 Standard encryption [MS-OFFCRYPTO 2.3.4.5-2.3.4.9]
