@@ -28,17 +28,17 @@ std::optional<std::string> PasswordPrompt::askPassword(const std::string& fullNa
         return std::nullopt;
     if (attempt > 0)
         std::fprintf(stderr, "That password does not open it.\n");
-    std::fprintf(stderr, "Password for '%s': ", std::filesystem::path(fullName).filename().c_str());
-    std::fflush(stderr);
-    std::optional<std::string> line = readHiddenLine();
+    const std::string prompt = "Password for '" + std::filesystem::path(fullName).filename().string() + "': ";
+    std::optional<std::string> line = readHiddenLine(prompt);
     std::fputc('\n', stderr);
     if (line && line->empty())
         return std::nullopt;  // an empty answer gives up on this workbook
     return line;
 }
 
-std::optional<std::string> readHiddenLine()
+std::optional<std::string> readHiddenLine(const std::string& prompt)
 {
+    // Echo goes off before the prompt shows, so that nothing typed after it is seen.
     termios saved{};
     const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
     if (terminal) {
@@ -46,6 +46,8 @@ std::optional<std::string> readHiddenLine()
         quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
     }
+    std::fputs(prompt.c_str(), stderr);
+    std::fflush(stderr);
     std::string line;
     const bool got = static_cast<bool>(std::getline(std::cin, line));
     if (terminal)

@@ -22,7 +22,8 @@ private:
     bool fileGiven_;
 };
 
-// Reads one line from standard input with echo off; nothing at end of input.
-std::optional<std::string> readHiddenLine();
+// Shows `prompt` on standard error and reads one line from standard input
+// with echo off; nothing at end of input.
+std::optional<std::string> readHiddenLine(const std::string& prompt);
 
 }  // namespace cli
