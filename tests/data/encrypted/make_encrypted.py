@@ -2,6 +2,7 @@
 """Makes the encrypted workbooks of tests/data/encrypted/ from plain ones.
 
   /usr/bin/python3 make_encrypted.py [OUT_DIR]
+  /usr/bin/python3 make_encrypted.py --fuzz-seeds ../../../fuzz/corpus/encrypted_copy
 
 Needs Debian's python3-olefile, python3-cryptography and gir1.2-gsf-1 with
 python3-gi (to write compound files). The encryptions are made here from
@@ -255,7 +256,7 @@ def standard_xlsx(src, dst, password):
 
 
 # ECMA-376 Agile encryption [MS-OFFCRYPTO 2.3.4.10-2.3.4.15], as Excel 2010 and later write it
-def agile_xlsx(src, dst, password):
+def agile_xlsx(src, dst, password, spin=100000):
     import base64
     import hmac
     sha = lambda *parts: hashlib.sha512(b"".join(parts)).digest()  # noqa: E731
@@ -265,7 +266,7 @@ def agile_xlsx(src, dst, password):
     key_salt, pw_salt = bytes(range(16, 32)), bytes(range(32, 48))
     secret = bytes(range(64, 96))
     h = sha(pw_salt, password.encode("utf-16-le"))
-    for i in range(100000):
+    for i in range(spin):
         h = sha(struct.pack("<I", i), h)
     block = lambda b: sha(h, bytes.fromhex(b))[:32]  # noqa: E731
     verifier = bytes(range(120, 136))
@@ -285,9 +286,9 @@ def agile_xlsx(src, dst, password):
                b64(cbc(secret, sha(key_salt, bytes.fromhex("5fb2ad010cb9e1f6")), hmac_key)),
                b64(cbc(secret, sha(key_salt, bytes.fromhex("a0677f02b22c8433")), hmac_value))) +
            '<keyEncryptors><keyEncryptor uri="http://schemas.microsoft.com/office/2006/keyEncryptor/password">'
-           '<p:encryptedKey spinCount="100000" %s saltValue="%s" encryptedVerifierHashInput="%s" '
+           '<p:encryptedKey spinCount="%d" %s saltValue="%s" encryptedVerifierHashInput="%s" '
            'encryptedVerifierHashValue="%s" encryptedKeyValue="%s"/></keyEncryptor></keyEncryptors></encryption>' % (
-               params, b64(pw_salt), b64(cbc(block("fea7d2763b4b9e79"), pw_salt, verifier)),
+               spin, params, b64(pw_salt), b64(cbc(block("fea7d2763b4b9e79"), pw_salt, verifier)),
                b64(cbc(block("d7aa0f6d3061344e"), pw_salt, sha(verifier))),
                b64(cbc(block("146e0be7abacd0d6"), pw_salt, secret))))
     info = struct.pack("<HHI", 4, 4, 0x40) + xml.encode()
@@ -315,5 +316,18 @@ def main(out):
     shutil.copy(os.path.join(DATA, "xls", "made", "encrypted.xls"), os.path.join(out, "rc4.xls"))
 
 
+def fuzz_seeds(out):
+    """Seeds of the encrypted_copy fuzzer: the fixtures, an Agile one with a
+    spin count of 1 so that each run is quick, and the bare XOR .xls."""
+    os.makedirs(out, exist_ok=True)
+    for f in os.listdir(HERE):
+        if f.endswith((".xls", ".xlsx")) and not f.startswith("agile"):
+            shutil.copy(os.path.join(HERE, f), os.path.join(out, f))
+    agile_xlsx(os.path.join(DATA, "xlsx", "format01.xlsx"), os.path.join(out, "agile_spin1.xlsx"), PASSWORD, 1)
+
+
 if __name__ == "__main__":
+    if sys.argv[1:2] == ["--fuzz-seeds"]:
+        fuzz_seeds(sys.argv[2])
+        sys.exit(0)
     main(sys.argv[1] if len(sys.argv) > 1 else HERE)
