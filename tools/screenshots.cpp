@@ -4,6 +4,7 @@
 //
 //   tamberlin-screenshots OUT_DIR WORKBOOK...
 
+#include "app/EnginePasswordPrompter.h"
 #include "app/EnginePrompter.h"
 #include "app/Globals.h"
 #include "platform/qt/QtPlatform.h"
@@ -96,6 +97,8 @@ int main(int argc, char** argv)
     g.gExcelApp = std::make_unique<excel::Application>();
     app::EnginePrompter prompter(platform.messageBox());
     g.gExcelApp->setPrompter(&prompter);
+    app::EnginePasswordPrompter passwords(platform.passwordDialog());
+    g.gExcelApp->setPasswordPrompter(&passwords);
     g.gExcelApp->setDisplayAlerts(false);
     auto form = new ui::frmMain(g);
     g.gMainForm.reset(form);
