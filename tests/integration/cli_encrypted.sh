@@ -18,24 +18,18 @@ printf 'first wrong\r\ntamberlin\n\n' > passwords
 "$split" -o out --password-file passwords in/* > stdout 2> stderr; rc=$?
 check "every workbook splits with the password file" "[ $rc -eq 0 ] && [ ! -s stderr ]"
 check "one file a sheet, 26 in all" "[ \$(wc -l < stdout) -eq 26 ] && [ \$(find out -name '*.xls' | wc -l) -eq 26 ]"
+# xlrd refuses a workbook with a FILEPASS record ("Workbook is encrypted"):
+# reading every copy shows that none kept one.
 check "the copies are in clear and read by xlrd and openpyxl" "/usr/bin/python3 - <<'PY'
-import glob, io, olefile, openpyxl, xlrd, zipfile
-for f in glob.glob('out/*/*.xls'):
+import glob, io, openpyxl, xlrd, zipfile
+copies = glob.glob('out/*/*.xls')
+assert len(copies) == 26, copies
+for f in copies:
     if zipfile.is_zipfile(f):
         assert len(openpyxl.load_workbook(io.BytesIO(open(f, 'rb').read())).sheetnames) == 1, f
     else:
-        assert not olefile.OleFileIO(f).exists('EncryptionInfo'), f
         assert len(xlrd.open_workbook(f).sheet_names()) == 1, f
 PY"
-check "a copy of an encrypted .xls has no FILEPASS" "! /usr/bin/python3 -c \"
-import olefile, struct, sys
-d = olefile.OleFileIO('out/xor/Data Sheet.xls').openstream('Workbook').read()
-p = 0
-while p + 4 <= len(d):
-    t, n = struct.unpack_from('<HH', d, p)
-    if t == 0x2F: sys.exit(0)
-    p += 4 + n
-sys.exit(1)\""
 check "the password is printed nowhere" "! grep -q tamberlin stdout stderr"
 
 "$split" -o out2 in/* < /dev/null > stdout 2> stderr; rc=$?
