@@ -120,9 +120,7 @@ Bytes decryptAgile(View xml, View package, const std::string& file, const Passwo
 
     // [2.3.4.13]: the password's hash unlocks the verifier and the package's key.
     const Bytes secret = firstKey<Bytes>(passwords, file, [&](const std::string& p) -> std::optional<Bytes> {
-        Bytes h = digest(pw.hash, {pw.salt, utf16le(p)});
-        for (std::uint32_t i = 0; i < spinCount; ++i)
-            h = digest(pw.hash, {le32(i), h});
+        const Bytes h = iteratedDigest(pw.hash, digest(pw.hash, {pw.salt, utf16le(p)}), spinCount);
         auto keyFor = [&](const std::array<std::uint8_t, 8>& block) {
             return fitted(digest(pw.hash, {h, blockKey(block)}), pw.keyBytes);
         };

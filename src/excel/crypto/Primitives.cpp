@@ -3,10 +3,7 @@
 #include <nettle/aes.h>
 #include <nettle/arcfour.h>
 #include <nettle/cbc.h>
-#include <nettle/md5.h>
 #include <nettle/nettle-meta.h>
-#include <nettle/sha1.h>
-#include <nettle/sha2.h>
 
 #include <algorithm>
 #include <array>
@@ -27,16 +24,16 @@ const std::array<std::pair<const char*, HashAlgorithm>, 5> kHashNames{{{"MD5", H
 const std::uint8_t* u8(View v) { return reinterpret_cast<const std::uint8_t*>(v.data()); }
 std::uint8_t* u8(std::span<std::byte> v) { return reinterpret_cast<std::uint8_t*>(v.data()); }
 
-template <class Ctx, auto Init, auto Update, auto Digest>
-Bytes run(std::initializer_list<View> parts, std::size_t size)
+const nettle_hash& hashFor(HashAlgorithm h)
 {
-    Ctx ctx;
-    Init(&ctx);
-    for (View p : parts)
-        Update(&ctx, p.size(), u8(p));
-    Bytes out(size);
-    Digest(&ctx, size, reinterpret_cast<std::uint8_t*>(out.data()));
-    return out;
+    switch (h) {
+    case HashAlgorithm::Md5: return nettle_md5;
+    case HashAlgorithm::Sha1: return nettle_sha1;
+    case HashAlgorithm::Sha256: return nettle_sha256;
+    case HashAlgorithm::Sha384: return nettle_sha384;
+    case HashAlgorithm::Sha512: return nettle_sha512;
+    }
+    return nettle_sha1;
 }
 
 // nettle's generic cipher description, so one code path serves the three key sizes.
@@ -66,31 +63,37 @@ const HashAlgorithm* hashByName(const std::string& name)
     return nullptr;
 }
 
-std::size_t digestSize(HashAlgorithm h)
-{
-    switch (h) {
-    case HashAlgorithm::Md5: return MD5_DIGEST_SIZE;
-    case HashAlgorithm::Sha1: return SHA1_DIGEST_SIZE;
-    case HashAlgorithm::Sha256: return SHA256_DIGEST_SIZE;
-    case HashAlgorithm::Sha384: return SHA384_DIGEST_SIZE;
-    case HashAlgorithm::Sha512: return SHA512_DIGEST_SIZE;
-    }
-    return 0;
-}
+std::size_t digestSize(HashAlgorithm h) { return hashFor(h).digest_size; }
 
 Bytes digest(HashAlgorithm h, std::initializer_list<View> parts)
 {
-    switch (h) {
-    case HashAlgorithm::Md5: return run<md5_ctx, md5_init, md5_update, md5_digest>(parts, MD5_DIGEST_SIZE);
-    case HashAlgorithm::Sha1: return run<sha1_ctx, sha1_init, sha1_update, sha1_digest>(parts, SHA1_DIGEST_SIZE);
-    case HashAlgorithm::Sha256:
-        return run<sha256_ctx, sha256_init, sha256_update, sha256_digest>(parts, SHA256_DIGEST_SIZE);
-    case HashAlgorithm::Sha384:
-        return run<sha512_ctx, sha384_init, sha512_update, sha384_digest>(parts, SHA384_DIGEST_SIZE);
-    case HashAlgorithm::Sha512:
-        return run<sha512_ctx, sha512_init, sha512_update, sha512_digest>(parts, SHA512_DIGEST_SIZE);
+    const nettle_hash& m = hashFor(h);
+    std::vector<std::uint8_t> ctx(m.context_size);
+    m.init(ctx.data());
+    for (View p : parts)
+        m.update(ctx.data(), p.size(), u8(p));
+    Bytes out(m.digest_size);
+    m.digest(ctx.data(), out.size(), u8(std::span<std::byte>(out)));
+    return out;
+}
+
+Bytes iteratedDigest(HashAlgorithm h, View start, std::uint32_t count)
+{
+    // One buffer holds the iterator and the hash before it: no allocation
+    // in a loop that runs up to ten million times.
+    const nettle_hash& m = hashFor(h);
+    std::vector<std::uint8_t> ctx(m.context_size);
+    std::vector<std::uint8_t> buffer(4 + m.digest_size);
+    std::memcpy(buffer.data() + 4, start.data(), std::min<std::size_t>(start.size(), m.digest_size));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        for (int b = 0; b < 4; ++b)
+            buffer[static_cast<std::size_t>(b)] = static_cast<std::uint8_t>(i >> (8 * b));
+        m.init(ctx.data());
+        m.update(ctx.data(), buffer.size(), buffer.data());
+        m.digest(ctx.data(), m.digest_size, buffer.data() + 4);
     }
-    return {};
+    const auto* h0 = reinterpret_cast<const std::byte*>(buffer.data() + 4);
+    return Bytes(h0, h0 + m.digest_size);
 }
 
 Rc4::Rc4(View key)

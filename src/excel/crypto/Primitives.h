@@ -24,6 +24,10 @@ std::size_t digestSize(HashAlgorithm h);
 // The digest of the concatenation of `parts`.
 Bytes digest(HashAlgorithm h, std::initializer_list<View> parts);
 
+// `count` rounds of H(round number, 32-bit little-endian || previous hash)
+// from `start`, as the OOXML password keys are stretched [MS-OFFCRYPTO 2.3.4.7, 2.3.4.11].
+Bytes iteratedDigest(HashAlgorithm h, View start, std::uint32_t count);
+
 // RC4 as a running key stream: each call goes on where the last stopped.
 class Rc4 {
 public:

@@ -21,9 +21,7 @@ constexpr std::uint32_t kAes128 = 0x660E, kAes192 = 0x660F, kAes256 = 0x6610;
 // number, then widened through the two HMAC pads.
 Bytes passwordKey(const std::string& password, View salt, std::size_t keyBytes)
 {
-    Bytes h = digest(HashAlgorithm::Sha1, {salt, utf16le(password)});
-    for (std::uint32_t i = 0; i < kSpinCount; ++i)
-        h = digest(HashAlgorithm::Sha1, {le32(i), h});
+    Bytes h = iteratedDigest(HashAlgorithm::Sha1, digest(HashAlgorithm::Sha1, {salt, utf16le(password)}), kSpinCount);
     h = digest(HashAlgorithm::Sha1, {h, le32(0)});
     Bytes pad1(64, std::byte{0x36}), pad2(64, std::byte{0x5C});
     for (std::size_t i = 0; i < h.size(); ++i) {
