@@ -66,6 +66,18 @@ void copyWith(std::unique_ptr<excel::Document> (*open)(std::shared_ptr<const tb:
     }
 }
 
+std::unique_ptr<excel::Document> openWithPasswords(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
+{
+    auto tried = std::make_shared<int>(0);
+    return excel::openDocument(std::move(bytes), file, [tried]() -> std::optional<std::string> {
+        switch ((*tried)++) {
+        case 0: return "VelvetSweatshop";
+        case 1: return "tamberlin";
+        default: return std::nullopt;
+        }
+    });
+}
+
 // The parts of a package as plain text, so that mutations land in the XML
 // rather than in deflated bytes whose CRC then fails: each part is a line
 // "@@ <name>" followed by its bytes up to the next such line.
@@ -105,7 +117,13 @@ void copyOoxml(const std::uint8_t* data, std::size_t size)
 }
 // Through the format check of every open, so that the older .xls files
 // that are not compound files (Excel 2.x-4.0 sheets) are reached too.
-void copyBiff(const std::uint8_t* data, std::size_t size) { copyWith(&excel::openDocument, data, size); }
+void copyBiff(const std::uint8_t* data, std::size_t size)
+{
+    copyWith([](std::shared_ptr<const tb::ByteSource> bytes, const std::string& file) {
+        return excel::openDocument(std::move(bytes), file);
+    }, data, size);
+}
+void copyEncrypted(const std::uint8_t* data, std::size_t size) { copyWith(&openWithPasswords, data, size); }
 
 void rewriteFormula(const std::uint8_t* data, std::size_t size)
 {

@@ -16,6 +16,10 @@ void listCompoundFile(const std::uint8_t* data, std::size_t size);
 // part), zipped here, so that mutations reach the XML.
 void copyOoxml(const std::uint8_t* data, std::size_t size);
 void copyBiff(const std::uint8_t* data, std::size_t size);
+// The same for a workbook with a password to open (a compound file holding
+// an encrypted package or an encrypted Workbook stream), opened with Excel's
+// built-in password or "tamberlin".
+void copyEncrypted(const std::uint8_t* data, std::size_t size);
 // Tokenize the text as a formula and rewrite its references as a copy of one
 // sheet of a three-sheet workbook does.
 void rewriteFormula(const std::uint8_t* data, std::size_t size);

@@ -4,7 +4,7 @@
 #   fuzz/run.sh TARGET SECONDS [libFuzzer options...]
 #   fuzz/run.sh all SECONDS        each target in turn, SECONDS each
 #
-# TARGET is one of: ooxml_list ooxml_copy formula cfb_list biff_copy.
+# TARGET is one of: ooxml_list ooxml_copy formula cfb_list biff_copy encrypted_copy.
 # The build folder is $TAMBERLIN_FUZZ_BUILD (default build-fuzz beside the
 # repository's build/). The seeds in fuzz/corpus/TARGET are copied into a
 # working corpus there, which grows from run to run; findings land in
@@ -19,7 +19,7 @@ target=${1:?target}
 seconds=${2:?seconds}
 shift 2
 build=${TAMBERLIN_FUZZ_BUILD:-$root/build-fuzz}
-all=(ooxml_list ooxml_copy formula cfb_list biff_copy)
+all=(ooxml_list ooxml_copy formula cfb_list biff_copy encrypted_copy)
 
 if [ "$target" = all ]; then
   status=0

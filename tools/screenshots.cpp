@@ -4,6 +4,7 @@
 //
 //   tamberlin-screenshots OUT_DIR WORKBOOK...
 
+#include "app/EnginePasswordPrompter.h"
 #include "app/EnginePrompter.h"
 #include "app/Globals.h"
 #include "platform/qt/QtPlatform.h"
@@ -31,6 +32,7 @@ public:
     platform::KeySender& keySender() override { return real_.keySender(); }
     platform::Registry& registry() override { return real_.registry(); }
     platform::PictureLoader& pictureLoader() override { return real_.pictureLoader(); }
+    platform::PasswordDialog& passwordDialog() override { return real_.passwordDialog(); }
 
     QString browseForFolder(const QString&, const QString&) override { return folder_; }
     void openWithDefaultHandler(const QString&) override {}
@@ -96,6 +98,8 @@ int main(int argc, char** argv)
     g.gExcelApp = std::make_unique<excel::Application>();
     app::EnginePrompter prompter(platform.messageBox());
     g.gExcelApp->setPrompter(&prompter);
+    app::EnginePasswordPrompter passwords(platform.passwordDialog());
+    g.gExcelApp->setPasswordPrompter(&passwords);
     g.gExcelApp->setDisplayAlerts(false);
     auto form = new ui::frmMain(g);
     g.gMainForm.reset(form);

@@ -6,15 +6,18 @@ namespace cli {
 
 std::string usage()
 {
-    return "usage: tamberlin-split [-o DIR] [--ask] [--values] WORKBOOK...\n"
-           "       tamberlin-split --list WORKBOOK...\n"
+    return "usage: tamberlin-split [-o DIR] [--ask] [--values] [--password-file FILE] WORKBOOK...\n"
+           "       tamberlin-split --list [--password-file FILE] WORKBOOK...\n"
            "Writes every worksheet of every WORKBOOK to DIR/<workbook name>/<sheet name>.xls\n"
            "(DIR defaults to the current folder). Existing files are replaced, or with\n"
            "--ask replaced only when you answer yes. --list prints each workbook's\n"
            "worksheets, one \"WORKBOOK<TAB>SHEET\" line each. --values writes formulas that\n"
            "reach other sheets or workbooks as their last values, so that the copies do\n"
            "not link to their source; names, validations and conditional formats that\n"
-           "reach outside are left out, with a note per sheet on standard error.\n";
+           "reach outside are left out, with a note per sheet on standard error.\n"
+           "An encrypted workbook is tried with Excel's built-in password, then with each\n"
+           "line of FILE in turn, or, with no FILE, the password is asked for when\n"
+           "standard input is a terminal.\n";
 }
 
 bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
@@ -32,6 +35,14 @@ bool parseCommandLine(int argc, char** argv, Options& out, std::string& problem)
             out.ask = true;
         } else if (options && a == "--values") {
             out.values = true;
+        } else if (options && a == "--password-file") {
+            if (i + 1 >= argc) {
+                problem = "option --password-file needs a file";
+                return false;
+            }
+            out.passwordFile = argv[++i];
+        } else if (options && a.rfind("--password-file=", 0) == 0) {
+            out.passwordFile = std::string(a.substr(16));
         } else if (options && (a == "-o" || a == "--output")) {
             if (i + 1 >= argc) {
                 problem = "option " + std::string(a) + " needs a folder";

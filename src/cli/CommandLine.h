@@ -12,6 +12,7 @@ struct Options {
     bool ask = false;     // ask before replacing a file (DisplayAlerts on)
     bool help = false;
     bool values = false;  // formulas reaching outside a sheet written as their values
+    std::string passwordFile;  // --password-file: passwords for encrypted workbooks, one a line
     std::vector<std::string> workbooks;
 };
 

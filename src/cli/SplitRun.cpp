@@ -1,6 +1,8 @@
 #include "SplitRun.h"
 
 #include "Output.h"
+#include "PasswordFile.h"
+#include "PasswordPrompt.h"
 #include "TerminalPrompter.h"
 #include "excel/Application.h"
 #include "split/FolderOps.h"
@@ -25,9 +27,19 @@ std::string fullPath(const std::string& p)
 
 int run(const Options& options)
 {
+    std::vector<std::string> passwords;
+    try {
+        if (!options.passwordFile.empty())
+            passwords = readPasswordFile(options.passwordFile);
+    } catch (const tb::Error& e) {
+        std::fprintf(stderr, "tamberlin-split: %s\n", e.description().c_str());
+        return 2;
+    }
+    PasswordPrompt passwordPrompt(std::move(passwords), !options.passwordFile.empty());
     excel::Application app;
     TerminalPrompter prompter;
     app.setPrompter(&prompter);
+    app.setPasswordPrompter(&passwordPrompt);
     app.setVisible(false);
     app.setDisplayAlerts(options.ask);
     app.setScreenUpdating(true);

@@ -7,6 +7,7 @@
 //   4. after SaveAs, the same workbook is still active.
 
 #include "ApplicationObserver.h"
+#include "PasswordKeeper.h"
 #include "Workbooks.h"
 #include "WorkerThread.h"
 
@@ -29,6 +30,8 @@ public:
     // be null. Not owned.
     void setObserver(ApplicationObserver* observer);
     void setPrompter(AlertPrompter* prompter);
+    // Who asks for the password of an encrypted workbook; may be null. Not owned.
+    void setPasswordPrompter(PasswordPrompter* prompter) { passwords_.setPrompter(prompter); }
 
     bool Visible() const { return visible_; }
     void setVisible(bool v);
@@ -81,6 +84,7 @@ private:
     Workbooks workbooks_;
     ApplicationObserver* observer_ = nullptr;
     AlertPrompter* prompter_ = nullptr;
+    PasswordKeeper passwords_;
     // Shared with every workbook, which may outlive the application.
     std::shared_ptr<WorkerThread> worker_ = std::make_shared<WorkerThread>();
 };

@@ -5,6 +5,7 @@
 // (OOXML, BIFF8, BIFF5, BIFF2-4) implements it; the object model never looks
 // inside.
 
+#include "crypto/PasswordSupply.h"
 #include "platform/sys/ByteSink.h"
 
 #include <cstddef>
@@ -79,8 +80,10 @@ public:
 };
 
 // Opens a workbook from its bytes, telling the format by content. `file` names
-// it in errors. Throws tb::Error 1004 for anything that is not a readable
-// workbook (not a workbook, encrypted, damaged, an unsupported version).
-std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file);
+// it in errors; an encrypted one is tried with `passwords`. Throws tb::Error
+// 1004 for anything that is not a readable workbook (not a workbook, no
+// password given opens it, damaged, an unsupported version).
+std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file,
+                                       const crypto::PasswordSupply& passwords = {});
 
 }  // namespace excel

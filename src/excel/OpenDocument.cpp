@@ -3,6 +3,8 @@
 #include "EngineError.h"
 #include "biff/BiffDocument.h"
 #include "biff4/SheetFile.h"
+#include "cfb/CompoundFile.h"
+#include "crypto/EncryptedPackage.h"
 #include "ooxml/OoxmlDocument.h"
 
 #include <array>
@@ -23,13 +25,20 @@ bool startsWith(std::span<const std::byte> b, const std::array<unsigned char, N>
 
 }  // namespace
 
-std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
+std::unique_ptr<Document> openDocument(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file,
+                                       const crypto::PasswordSupply& passwords)
 {
     const auto b = bytes->bytes();
     if (startsWith(b, kZipLocal) || startsWith(b, kZipEmpty))
         return ooxml::openPackage(std::move(bytes), file);
-    if (startsWith(b, kCompoundFile))
-        return biff::openCompoundFile(std::move(bytes), file);
+    if (startsWith(b, kCompoundFile)) {
+        auto root = cfb::openCompoundFile(bytes, file);
+        // An OOXML package with a password to open lies encrypted in a compound file.
+        if (crypto::isEncryptedPackage(*root))
+            return ooxml::openPackage(
+                std::make_shared<tb::MemorySource>(crypto::decryptPackage(*root, file, passwords)), file);
+        return biff::openCompoundFile(std::move(root), std::move(bytes), file, passwords);
+    }
     if (b.empty())
         throw refused(file, "is not a workbook: the file is empty.");
     if (biff4::isSheetFile(b))

@@ -49,7 +49,8 @@ std::shared_ptr<Workbook> Workbooks::Open(const std::string& filename)
     }
 
     auto bytes = tb::fs::openFileBytes(path);
-    auto doc = openDocument(bytes, fullName);
+    auto doc = openDocument(bytes, fullName, app_.passwords_.supplyFor(fullName));
+    app_.passwords_.opened(fullName);
     auto book = std::shared_ptr<Workbook>(new Workbook(app_, std::move(doc), fullName, path.filename().string(), bytes));
     app_.adopt(book);
     app_.notifyOperation("Opened " + fullName);

@@ -99,6 +99,14 @@ public:
     virtual std::optional<QImage> load(const QString& path) = 0;
 };
 
+class PasswordDialog {
+public:
+    virtual ~PasswordDialog() = default;
+    // Modal: "'<fileName>' is protected.", a masked field, OK and Cancel.
+    // The password typed, or nothing on Cancel.
+    virtual std::optional<QString> askPassword(const QString& fileName) = 0;
+};
+
 struct Platform {
     virtual ~Platform() = default;
     virtual MessageBox& messageBox() = 0;
@@ -108,6 +116,7 @@ struct Platform {
     virtual KeySender& keySender() = 0;
     virtual Registry& registry() = 0;
     virtual PictureLoader& pictureLoader() = 0;
+    virtual PasswordDialog& passwordDialog() = 0;
 };
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #include "MainFormHost.h"
 
 #include "EngineWindow.h"
+#include "app/EnginePasswordPrompter.h"
 #include "app/EnginePrompter.h"
 #include "frmMain.h"
 #include "platform/Platform.h"
@@ -14,20 +15,24 @@ namespace {
 // asks its questions; they live exactly as long as the engine.
 class ShownEngine final : public excel::Application {
 public:
-    explicit ShownEngine(platform::MessageBox& box) : prompter_(box)
+    explicit ShownEngine(platform::Platform& platform)
+        : prompter_(platform.messageBox()), passwords_(platform.passwordDialog())
     {
         setObserver(&window_);
         setPrompter(&prompter_);
+        setPasswordPrompter(&passwords_);
     }
     ~ShownEngine() override
     {
         setObserver(nullptr);
         setPrompter(nullptr);
+        setPasswordPrompter(nullptr);
     }
 
 private:
     EngineWindow window_;
     app::EnginePrompter prompter_;
+    app::EnginePasswordPrompter passwords_;
 };
 
 }  // namespace
@@ -36,7 +41,7 @@ std::unique_ptr<app::MainFormHandle> createMainForm(app::Globals& g) { return st
 
 std::unique_ptr<excel::Application> createEngine(app::Globals& g)
 {
-    return std::make_unique<ShownEngine>(g.platform.messageBox());
+    return std::make_unique<ShownEngine>(g.platform);
 }
 
 app::MainHooks desktopHooks() { return app::MainHooks{&createEngine, &createMainForm}; }

@@ -28,7 +28,8 @@ const Target kTargets[] = {{"ooxml_list", &fuzz::listOoxml},
                            {"ooxml_copy", &fuzz::copyOoxml},
                            {"formula", &fuzz::rewriteFormula},
                            {"cfb_list", &fuzz::listCompoundFile},
-                           {"biff_copy", &fuzz::copyBiff}};
+                           {"biff_copy", &fuzz::copyBiff},
+                           {"encrypted_copy", &fuzz::copyEncrypted}};
 
 std::size_t replay(const fs::path& folder, Run run)
 {

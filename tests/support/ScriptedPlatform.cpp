@@ -52,6 +52,19 @@ QString ScriptedFileDialog::getOpenFileName(const platform::OpenFileRequest& req
     return a;
 }
 
+std::optional<QString> ScriptedPasswordDialog::askPassword(const QString& fileName)
+{
+    asked.append(fileName);
+    if (answers.empty())
+        return std::nullopt;
+    const bool given = answers.front().has_value();
+    const QString a = given ? *answers.front() : QString();
+    answers.pop_front();
+    if (!given)
+        return std::nullopt;
+    return a;
+}
+
 bool RecordingShell::startDetached(const QString& program, const QStringList& arguments)
 {
     started.append((QStringList{program} + arguments).join(QLatin1Char(' ')));

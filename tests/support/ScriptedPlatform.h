@@ -73,6 +73,13 @@ public:
     QStringList loaded;
 };
 
+class ScriptedPasswordDialog final : public platform::PasswordDialog {
+public:
+    std::optional<QString> askPassword(const QString& fileName) override;
+    std::deque<std::optional<QString>> answers;  // nothing is a Cancel; none queued is a Cancel too
+    QStringList asked;                           // the file names shown
+};
+
 class ScriptedPlatform final : public platform::Platform {
 public:
     platform::MessageBox& messageBox() override { return messages; }
@@ -82,6 +89,7 @@ public:
     platform::KeySender& keySender() override { return keys; }
     platform::Registry& registry() override { return registryService; }
     platform::PictureLoader& pictureLoader() override { return pictures; }
+    platform::PasswordDialog& passwordDialog() override { return passwords; }
 
     ScriptedMessageBox messages;
     ScriptedFolderBrowser folders;
@@ -90,6 +98,7 @@ public:
     RecordingKeySender keys;
     TableRegistry registryService;
     FilePictureLoader pictures;
+    ScriptedPasswordDialog passwords;
 };
 
 }  // namespace support

@@ -3,6 +3,7 @@
 // help/, a settings file the test writes), with the real engine and a
 // scripted platform; gMainForm is the window, as Main makes it.
 
+#include "app/EnginePasswordPrompter.h"
 #include "app/EnginePrompter.h"
 #include "app/Globals.h"
 #include "support/AppFolder.h"
@@ -22,6 +23,7 @@ struct WindowFixture {
     ScriptedPlatform platform;
     std::unique_ptr<app::Globals> g;
     std::unique_ptr<app::EnginePrompter> prompter;
+    std::unique_ptr<app::EnginePasswordPrompter> passwordPrompter;
     ui::frmMain* form = nullptr;
 
     explicit WindowFixture(const std::function<void(const std::filesystem::path&)>& prepare = {},
@@ -38,6 +40,8 @@ struct WindowFixture {
         g->gExcelApp = std::make_unique<excel::Application>();
         prompter = std::make_unique<app::EnginePrompter>(platform.messages);
         g->gExcelApp->setPrompter(prompter.get());
+        passwordPrompter = std::make_unique<app::EnginePasswordPrompter>(platform.passwords);
+        g->gExcelApp->setPasswordPrompter(passwordPrompter.get());
         g->gExcelApp->setDisplayAlerts(false);
         auto window = std::make_unique<ui::frmMain>(*g);
         form = window.get();

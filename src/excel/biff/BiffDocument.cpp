@@ -10,6 +10,7 @@
 #include "excel/Repairs.h"
 #include "excel/biff5/Biff5Document.h"
 #include "excel/cfb/CompoundFile.h"
+#include "excel/crypto/WorkbookDecryption.h"
 
 #include <algorithm>
 #include <cctype>
@@ -339,6 +340,13 @@ private:
 std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource> bytes, const std::string& file)
 {
     auto root = cfb::openCompoundFile(bytes, file);
+    return openCompoundFile(std::move(root), std::move(bytes), file, {});
+}
+
+std::unique_ptr<Document> openCompoundFile(std::unique_ptr<cfb::Storage> root,
+                                           std::shared_ptr<const tb::ByteSource> bytes, const std::string& file,
+                                           const crypto::PasswordSupply& passwords)
+{
     if (!findChild(*root, "EncryptedPackage").empty() || !findChild(*root, "EncryptionInfo").empty())
         throw refused(file, "is encrypted (password to open); encrypted workbooks cannot be read. "
                                 "Save it without a password and try again.");
@@ -350,6 +358,10 @@ std::unique_ptr<Document> openCompoundFile(std::shared_ptr<const tb::ByteSource>
     }
     if (biff5::holdsBiff5(*root, name))
         return biff5::openBiff5(std::move(bytes), std::move(root), name, file);
+    if (auto stream = root->openStream(name); stream && crypto::hasFilePass(*stream)) {
+        crypto::Bytes plain = crypto::decryptWorkbookStream(stream->view(0, stream->size()), file, passwords);
+        root = crypto::withDecryptedStream(std::move(root), name, std::move(plain), file);
+    }
     return std::make_unique<BiffSource>(std::move(root), name, file, std::move(bytes));
 }
 

@@ -44,6 +44,11 @@ public:
     std::optional<QImage> load(const QString& path) override;
 };
 
+class QtPasswordDialog final : public PasswordDialog {
+public:
+    std::optional<QString> askPassword(const QString& fileName) override;
+};
+
 class QtPlatform final : public Platform {
 public:
     MessageBox& messageBox() override { return messageBox_; }
@@ -53,6 +58,7 @@ public:
     KeySender& keySender() override { return keySender_; }
     Registry& registry() override { return registry_; }
     PictureLoader& pictureLoader() override { return pictureLoader_; }
+    PasswordDialog& passwordDialog() override { return passwordDialog_; }
 
 private:
     QtMessageBox messageBox_;
@@ -62,6 +68,7 @@ private:
     QtKeySender keySender_;
     SystemLookup registry_;
     QtPictureLoader pictureLoader_;
+    QtPasswordDialog passwordDialog_;
 };
 
 }  // namespace platform::qt

@@ -1,0 +1,29 @@
+#pragma once
+// How the command line answers the engine's question for a password: the
+// passwords of --password-file, each tried in turn on every encrypted
+// workbook; else, when standard input is a terminal, a prompt that does not
+// echo what is typed; else no password at all.
+
+#include "excel/PasswordPrompter.h"
+
+#include <string>
+#include <vector>
+
+namespace cli {
+
+class PasswordPrompt final : public excel::PasswordPrompter {
+public:
+    // `fromFile` empty: ask on the terminal, if standard input is one.
+    explicit PasswordPrompt(std::vector<std::string> fromFile, bool fileGiven);
+    std::optional<std::string> askPassword(const std::string& fullName, int attempt) override;
+
+private:
+    std::vector<std::string> fromFile_;
+    bool fileGiven_;
+};
+
+// Shows `prompt` on standard error and reads one line from standard input
+// with echo off; nothing at end of input.
+std::optional<std::string> readHiddenLine(const std::string& prompt);
+
+}  // namespace cli
