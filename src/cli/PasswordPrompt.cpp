@@ -26,9 +26,10 @@ std::optional<std::string> PasswordPrompt::askPassword(const std::string& fullNa
     }
     if (attempt >= kTerminalTries || !::isatty(STDIN_FILENO))
         return std::nullopt;
-    if (attempt > 0)
-        std::fprintf(stderr, "That password does not open it.\n");
-    const std::string prompt = "Password for '" + std::filesystem::path(fullName).filename().string() + "': ";
+    // The word on a wrong password is part of the prompt, so that it too shows
+    // only once echo is off and input typed ahead is flushed.
+    const std::string prompt = std::string(attempt > 0 ? "That password does not open it.\n" : "") + "Password for '" +
+                               std::filesystem::path(fullName).filename().string() + "': ";
     std::optional<std::string> line = readHiddenLine(prompt);
     std::fputc('\n', stderr);
     if (line && line->empty())
