@@ -1,5 +1,6 @@
 #include "BiffDocument.h"
 
+#include "CompoundFileCopy.h"
 #include "Globals.h"
 #include "RecordTypes.h"
 #include "SheetContent.h"
@@ -37,49 +38,6 @@ std::string findChild(const cfb::Storage& st, const std::string& name)
             return n;
     return {};
 }
-
-// A one-sheet copy: the compound file to write, held whole.
-class BiffCopy final : public Document {
-public:
-    BiffCopy(cfb::Node root, std::string sheetName, ValuesReport values = {})
-        : root_(std::move(root)), names_{std::move(sheetName)}, values_(values)
-    {
-    }
-    ValuesReport valuesReport() const override { return values_; }
-
-    Family family() const override { return Family::Biff8; }
-    const std::vector<std::string>& worksheetNames() const override { return names_; }
-    SheetVisibility worksheetVisibility(std::size_t index) const override
-    {
-        return reread(names_.front())->worksheetVisibility(index);
-    }
-    bool worksheetHasContent(std::size_t index) const override
-    {
-        return reread(names_.front())->worksheetHasContent(index);
-    }
-    std::string fileExtension() const override { return "xls"; }
-
-    std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
-    {
-        return reread(source.name)->copyWorksheet(index, source);
-    }
-
-    void save(tb::ByteSink& out) const override { cfb::writeCompoundFile(root_, out, names_.front()); }
-
-private:
-    // What the copy says of itself is what its file says: write it out in
-    // memory and read that.
-    std::unique_ptr<Document> reread(const std::string& file) const
-    {
-        tb::MemorySink sink;
-        cfb::writeCompoundFile(root_, sink, file);
-        return openCompoundFile(std::make_shared<tb::MemorySource>(std::move(sink.data)), file);
-    }
-
-    cfb::Node root_;
-    std::vector<std::string> names_;
-    ValuesReport values_;
-};
 
 // Sheets' substreams read through one handle on the stream: in place where
 // a range's sectors are contiguous, else gathered into the handle's one
@@ -242,7 +200,7 @@ public:
                 root.children.push_back(cfb::readTree(*root_, name, ctx_.file));
             }
         }
-        return std::make_unique<BiffCopy>(std::move(root), names_[index], copy.values);
+        return std::make_unique<CompoundFileCopy>(Family::Biff8, std::move(root), names_[index], copy.values);
     }
 
     void save(tb::ByteSink&) const override

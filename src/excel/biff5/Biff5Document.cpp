@@ -3,6 +3,7 @@
 #include "Globals5.h"
 #include "SheetCopy5.h"
 #include "excel/EngineError.h"
+#include "excel/biff/CompoundFileCopy.h"
 #include "excel/biff/SheetContent.h"
 
 #include <algorithm>
@@ -29,44 +30,6 @@ std::vector<std::byte> readWhole(const cfb::Storage& root, const std::string& na
     stream->read(0, static_cast<std::size_t>(stream->size()), bytes);
     return bytes;
 }
-
-// A one-sheet copy: the compound file to write, held whole.
-class Biff5Copy final : public Document {
-public:
-    Biff5Copy(cfb::Node root, std::string sheetName) : root_(std::move(root)), names_{std::move(sheetName)} {}
-
-    Family family() const override { return Family::Biff5; }
-    const std::vector<std::string>& worksheetNames() const override { return names_; }
-    SheetVisibility worksheetVisibility(std::size_t index) const override
-    {
-        return reread(names_.front())->worksheetVisibility(index);
-    }
-    bool worksheetHasContent(std::size_t index) const override
-    {
-        return reread(names_.front())->worksheetHasContent(index);
-    }
-    std::string fileExtension() const override { return "xls"; }
-
-    std::unique_ptr<Document> copyWorksheet(std::size_t index, const CopySource& source) const override
-    {
-        return reread(source.name)->copyWorksheet(index, source);
-    }
-
-    void save(tb::ByteSink& out) const override { cfb::writeCompoundFile(root_, out, names_.front()); }
-
-private:
-    // What the copy says of itself is what its file says: write it out in
-    // memory and read that.
-    std::unique_ptr<Document> reread(const std::string& file) const
-    {
-        tb::MemorySink sink;
-        cfb::writeCompoundFile(root_, sink, file);
-        return openDocument(std::make_shared<tb::MemorySource>(std::move(sink.data)), file);
-    }
-
-    cfb::Node root_;
-    std::vector<std::string> names_;
-};
 
 // A workbook opened from a file. Excel 5.0/95 workbooks are small beside
 // the memory of today's machines: the stream is read whole.
@@ -121,7 +84,7 @@ public:
                 root.children.push_back(cfb::readTree(*root_, name, ctx_.file));
             }
         }
-        return std::make_unique<Biff5Copy>(std::move(root), names_[index]);
+        return std::make_unique<biff::CompoundFileCopy>(Family::Biff5, std::move(root), names_[index]);
     }
 
     void save(tb::ByteSink&) const override
