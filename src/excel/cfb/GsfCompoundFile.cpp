@@ -13,10 +13,12 @@
 #include <gsf/gsf-output.h>
 #include <gsf/gsf-utils.h>
 
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <initializer_list>
 #include <mutex>
+#include <pthread.h>
 
 namespace excel::cfb {
 
@@ -26,12 +28,26 @@ namespace {
 // damage (a sector past the end of the file, a directory entry larger than
 // the file) only with such a report and then goes on without the part, so
 // the count tells damage apart from a part that is not there.
-thread_local unsigned gsfCriticals = 0;
+// Per thread, in a thread-specific key rather than a thread_local: this
+// module is loaded with dlopen, so a thread_local here would live in a
+// dynamic TLS block, which LeakSanitizer's tracer fails to walk.
+pthread_key_t gsfCriticalsKey;
+
+unsigned gsfCriticals()
+{
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(pthread_getspecific(gsfCriticalsKey)));
+}
+
+void countGsfCritical()
+{
+    pthread_setspecific(gsfCriticalsKey, reinterpret_cast<void*>(static_cast<std::uintptr_t>(gsfCriticals() + 1)));
+}
 
 void initGsf()
 {
     static std::once_flag once;
     std::call_once(once, [] {
+        pthread_key_create(&gsfCriticalsKey, nullptr);
         gsf_init();
         // libgsf reports damaged sector chains and directory entries as GLib
         // warnings and failed assertions before it fails or drops the entry;
@@ -43,7 +59,7 @@ void initGsf()
                                              G_LOG_LEVEL_INFO),
                               [](const gchar*, GLogLevelFlags level, const gchar*, gpointer) {
                                   if (level & (G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING))
-                                      ++gsfCriticals;
+                                      countGsfCritical();
                               },
                               nullptr);
     });
@@ -108,8 +124,8 @@ public:
             return;
         const std::size_t at = out.size();
         out.resize(at + n);
-        const unsigned before = gsfCriticals;
-        if (!gsf_input_read(in_.get(), n, reinterpret_cast<guint8*>(out.data() + at)) || gsfCriticals != before) {
+        const unsigned before = gsfCriticals();
+        if (!gsf_input_read(in_.get(), n, reinterpret_cast<guint8*>(out.data() + at)) || gsfCriticals() != before) {
             out.resize(at);
             brokenChain(offset);
         }
@@ -122,9 +138,9 @@ public:
         // Without a buffer of ours, libgsf answers with a pointer into the
         // file's bytes when the sectors are contiguous, and gathers them into
         // a buffer of its own, kept until the next read, when they are not.
-        const unsigned before = gsfCriticals;
+        const unsigned before = gsfCriticals();
         const guint8* p = gsf_input_read(in_.get(), n, nullptr);
-        if (!p || gsfCriticals != before)
+        if (!p || gsfCriticals() != before)
             brokenChain(offset);
         return {reinterpret_cast<const std::byte*>(p), n};
     }
@@ -371,13 +387,13 @@ std::unique_ptr<Storage> gsfOpen(std::shared_ptr<const tb::ByteSource> bytes, co
     if (!f->input)
         throw engineError(file, "cannot be read as a compound file.");
     GError* err = nullptr;
-    const unsigned before = gsfCriticals;
+    const unsigned before = gsfCriticals();
     GsfInfile* root = gsf_infile_msole_new(f->input.get(), &err);
     if (!root)
         throw damaged(file, "compound file header", gerrorText(err));
     if (err)
         g_error_free(err);
-    if (gsfCriticals != before) {
+    if (gsfCriticals() != before) {
         g_object_unref(root);
         throw damaged(file, "compound file directory",
                       "an entry lies beyond the end of the file or is larger than the file (the file is cut off or damaged)");
