@@ -6,12 +6,15 @@
 #include "excel/Application.h"
 
 #include <atomic>
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <map>
+#include <optional>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -50,48 +53,66 @@ std::vector<std::vector<int>> folderGroups(const tasklist::TaskList& list, const
 
 namespace {
 
-// Where one segment's output waits to be printed.
-struct Capture {
-    std::string dir;
-    std::string path(int segment, const char* kind) const { return dir + "/" + std::to_string(segment) + "." + kind; }
+// What a worker sends its parent for each workbook it finished: this
+// header, then the captured standard output and standard error.
+struct Finished {
+    std::int32_t segment;
+    std::int32_t written, skipped, failed, workbooksFailed;
+    std::uint64_t bytes;
+    std::uint64_t outSize, errSize;
 };
 
-void saveCounts(const std::string& path, const SummaryLine& c)
-{
-    std::ofstream(path) << c.written << ' ' << c.skipped << ' ' << c.failed << ' ' << c.workbooksFailed << ' ' << c.bytes;
-}
+// The captured output of one workbook, waiting for its turn to be printed.
+struct Result {
+    std::string out, err;
+    SummaryLine counts;
+};
 
-SummaryLine loadCounts(const std::string& path)
+bool writeAll(int fd, const char* data, std::size_t size)
 {
-    SummaryLine c;
-    std::ifstream(path) >> c.written >> c.skipped >> c.failed >> c.workbooksFailed >> c.bytes;
-    return c;
-}
-
-void redirect(int fd, const std::string& path)
-{
-    const int to = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (to >= 0) {
-        ::dup2(to, fd);
-        ::close(to);
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        data += n;
+        size -= static_cast<std::size_t>(n);
     }
+    return true;
+}
+
+// Everything written to the memory file `fd` since it was emptied.
+std::string drain(int fd)
+{
+    std::string text;
+    ::lseek(fd, 0, SEEK_SET);
+    char buf[65536];
+    for (ssize_t n; (n = ::read(fd, buf, sizeof buf)) > 0;)
+        text.append(buf, static_cast<std::size_t>(n));
+    (void)::ftruncate(fd, 0);
+    ::lseek(fd, 0, SEEK_SET);
+    return text;
 }
 
 // One worker: takes groups from the shared counter until none is left, and
-// tells the parent each segment it finished through `notify`.
+// sends each workbook's output to the parent through `to`.
 void work(const Options& options, const tasklist::TaskList& list, const split::RunOptions& runOptions,
           const std::vector<RowName>& names, RepairReport& repairs, const std::vector<Segment>& segments,
-          const std::vector<std::vector<int>>& groups, std::atomic<int>& next, const Capture& capture, int notify)
+          const std::vector<std::vector<int>>& groups, std::atomic<int>& next, int to)
 {
     const int out = ::dup(STDOUT_FILENO), err = ::dup(STDERR_FILENO);
+    const int memOut = ::memfd_create("stdout", MFD_CLOEXEC), memErr = ::memfd_create("stderr", MFD_CLOEXEC);
+    if (out < 0 || err < 0 || memOut < 0 || memErr < 0)
+        std::_Exit(3);
     excel::Application app;
     TerminalPrompter prompter;
     configure(app, options, prompter);
     for (int g; (g = next.fetch_add(1)) < static_cast<int>(groups.size());) {
         for (const int s : groups[static_cast<std::size_t>(g)]) {
             const Segment seg = segments[static_cast<std::size_t>(s)];
-            redirect(STDOUT_FILENO, capture.path(s, "out"));
-            redirect(STDERR_FILENO, capture.path(s, "err"));
+            ::dup2(memOut, STDOUT_FILENO);
+            ::dup2(memErr, STDERR_FILENO);
             Outcomes outcomes(options.json, false);
             const auto from = names.begin() + (names.empty() ? 0 : seg.first - 1);
             const std::vector<RowName> part(from, names.empty() ? from : from + seg.count);
@@ -100,19 +121,39 @@ void work(const Options& options, const tasklist::TaskList& list, const split::R
             std::fflush(stderr);
             ::dup2(out, STDOUT_FILENO);
             ::dup2(err, STDERR_FILENO);
-            saveCounts(capture.path(s, "counts"), outcomes.counts());
-            if (::write(notify, &s, sizeof s) != sizeof s)
+            const SummaryLine& c = outcomes.counts();
+            const std::string o = drain(memOut), e = drain(memErr);
+            const Finished head{s, c.written, c.skipped, c.failed, c.workbooksFailed, c.bytes, o.size(), e.size()};
+            if (!writeAll(to, reinterpret_cast<const char*>(&head), sizeof head) || !writeAll(to, o.data(), o.size()) ||
+                !writeAll(to, e.data(), e.size()))
                 std::_Exit(3);
         }
     }
 }
 
-void copyOut(const std::string& path, std::FILE* to)
+// Takes the finished workbooks out of what a worker sent so far.
+void parse(std::string& buffer, std::vector<std::optional<Result>>& results)
 {
-    std::ifstream in(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), {});
-    std::fwrite(text.data(), 1, text.size(), to);
-    std::fflush(to);
+    std::size_t at = 0;
+    while (buffer.size() - at >= sizeof(Finished)) {
+        Finished head;
+        std::memcpy(&head, buffer.data() + at, sizeof head);
+        const std::size_t size = sizeof head + head.outSize + head.errSize;
+        if (buffer.size() - at < size)
+            break;
+        Result r;
+        r.out = buffer.substr(at + sizeof head, head.outSize);
+        r.err = buffer.substr(at + sizeof head + head.outSize, head.errSize);
+        r.counts.written = head.written;
+        r.counts.skipped = head.skipped;
+        r.counts.failed = head.failed;
+        r.counts.workbooksFailed = head.workbooksFailed;
+        r.counts.bytes = head.bytes;
+        if (head.segment >= 0 && static_cast<std::size_t>(head.segment) < results.size())
+            results[static_cast<std::size_t>(head.segment)] = std::move(r);
+        at += size;
+    }
+    buffer.erase(0, at);
 }
 
 }  // namespace
@@ -122,11 +163,8 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
 {
     const std::vector<Segment> segments = segmentsOf(list);
     const auto groups = folderGroups(list, segments, runOptions.chosenFolder, names.empty());
-    const char* tmp = std::getenv("TMPDIR");
-    std::string dir = std::string(tmp && *tmp ? tmp : "/tmp") + "/tamberlin-split.XXXXXX";
-    int pipeFds[2];
     void* shared = ::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (!::mkdtemp(dir.data()) || ::pipe(pipeFds) != 0 || shared == MAP_FAILED) {
+    if (shared == MAP_FAILED) {
         std::fprintf(stderr, "tamberlin-split: cannot start the worker processes; splitting in this one.\n");
         excel::Application app;
         TerminalPrompter prompter;
@@ -134,39 +172,51 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
         runRows(app, list, runOptions, names, repairs, outcomes, false);
         return;
     }
-    const Capture capture{dir};
     auto* next = new (shared) std::atomic<int>(0);
     std::fflush(stdout);
     std::fflush(stderr);
-    std::vector<pid_t> workers;
+    struct Worker {
+        pid_t pid;
+        int from;
+        std::string buffer;
+    };
+    std::vector<Worker> workers;
     const int count = std::min<int>(options.jobs, static_cast<int>(groups.size()));
     for (int k = 0; k < count; ++k) {
+        int fds[2];
+        if (::pipe2(fds, O_CLOEXEC) != 0)
+            break;
         const pid_t pid = ::fork();
         if (pid == 0) {
-            ::close(pipeFds[0]);
+            ::close(fds[0]);
             try {
-                work(options, list, runOptions, names, repairs, segments, groups, *next, capture, pipeFds[1]);
+                work(options, list, runOptions, names, repairs, segments, groups, *next, fds[1]);
             } catch (...) {
                 std::_Exit(3);
             }
             std::_Exit(0);
         }
-        if (pid > 0)
-            workers.push_back(pid);
+        ::close(fds[1]);
+        if (pid < 0) {
+            ::close(fds[0]);
+            break;
+        }
+        workers.push_back({pid, fds[0], {}});
     }
-    ::close(pipeFds[1]);
 
-    // Each segment is printed once it and every one before it are done. A
-    // worker that died leaves its segment without counts: a failure.
-    std::vector<bool> done(segments.size(), false);
+    // Each workbook is printed once it and every one before it are done; one
+    // that a worker died on is a failure.
+    std::vector<std::optional<Result>> results(segments.size());
     std::size_t printed = 0;
-    auto printReady = [&] {
-        for (; printed < segments.size() && done[printed]; ++printed) {
-            const int s = static_cast<int>(printed);
-            copyOut(capture.path(s, "out"), stdout);
-            copyOut(capture.path(s, "err"), stderr);
-            if (std::filesystem::exists(capture.path(s, "counts"))) {
-                outcomes.add(loadCounts(capture.path(s, "counts")));
+    auto print = [&](bool all) {
+        for (; printed < segments.size() && (all || results[printed]); ++printed) {
+            if (auto& r = results[printed]) {
+                std::fwrite(r->out.data(), 1, r->out.size(), stdout);
+                std::fflush(stdout);
+                std::fwrite(r->err.data(), 1, r->err.size(), stderr);
+                std::fflush(stderr);
+                outcomes.add(r->counts);
+                r.reset();
                 continue;
             }
             const std::string source = list.row(segments[printed].first).SourceFileName;
@@ -174,19 +224,35 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
             outcomes.failed(source, {}, "not split: its worker process ended early");
         }
     };
-    for (int s; ::read(pipeFds[0], &s, sizeof s) == sizeof s;) {
-        if (s >= 0 && static_cast<std::size_t>(s) < done.size())
-            done[static_cast<std::size_t>(s)] = true;
-        printReady();
+    std::vector<pollfd> polls;
+    for (const Worker& w : workers)
+        polls.push_back({w.from, POLLIN, 0});
+    for (std::size_t open = polls.size(); open > 0;) {
+        if (::poll(polls.data(), polls.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            break;
+        }
+        for (std::size_t k = 0; k < polls.size(); ++k) {
+            if (polls[k].fd < 0 || polls[k].revents == 0)
+                continue;
+            char buf[65536];
+            const ssize_t n = ::read(polls[k].fd, buf, sizeof buf);
+            if (n > 0) {
+                workers[k].buffer.append(buf, static_cast<std::size_t>(n));
+                parse(workers[k].buffer, results);
+            } else if (n == 0 || errno != EINTR) {
+                ::close(polls[k].fd);
+                polls[k].fd = -1;
+                --open;
+            }
+        }
+        print(false);
     }
-    ::close(pipeFds[0]);
-    for (const pid_t pid : workers)
-        ::waitpid(pid, nullptr, 0);
-    done.assign(done.size(), true);
-    printReady();
+    for (const Worker& w : workers)
+        ::waitpid(w.pid, nullptr, 0);
+    print(true);
     ::munmap(shared, sizeof(std::atomic<int>));
-    std::error_code ec;
-    std::filesystem::remove_all(dir, ec);
 }
 
 }  // namespace cli

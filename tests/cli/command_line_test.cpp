@@ -2,6 +2,7 @@
 // usage errors, repeatable and attached values, and two rows on one path.
 
 #include "cli/CommandLine.h"
+#include "cli/ParallelRun.h"
 #include "cli/RowNames.h"
 #include "excel/Application.h"
 #include "support/TempDir.h"
@@ -112,6 +113,23 @@ TEST_F(RowNamesTest, TheWindowsFileIsWhatTheRunWrites)
     EXPECT_EQ(cli::windowFile("/out", list.row(1)), "/out/Q1.2020/Sheet1.xls");
     add(fs::path(TB_TEST_DATA) / "xlsx" / "simple02.xlsx", "abc");
     EXPECT_EQ(cli::windowFile("/out", list.row(4)), "/out/Sheet1.xls") << "no short name: the chosen folder";
+}
+
+// -j keeps in one process, in list order, the workbooks whose files can
+// replace each other's: those the window's rule puts in one folder.
+TEST_F(RowNamesTest, WorkbooksSharingAFolderAreOneGroupInListOrder)
+{
+    const fs::path data(TB_TEST_DATA);
+    add(data / "xls" / "lo" / "hide01.xls", "a/Book1.xls");
+    add(data / "xlsx" / "simple02.xlsx", "Other.xlsx");
+    add(data / "xlsx" / "hide01.xlsx", "b/Book1.xlsx");  // "Book1." is the folder Book1 too
+    const auto segments = cli::segmentsOf(list);
+    ASSERT_EQ(segments.size(), 3u);
+    EXPECT_EQ(segments[2].first, 7);
+    EXPECT_EQ(segments[2].count, 3);
+    EXPECT_EQ(cli::folderGroups(list, segments, "/out", true), (std::vector<std::vector<int>>{{0, 2}, {1}}));
+    // A template's paths never meet (two on one path are refused): each alone.
+    EXPECT_EQ(cli::folderGroups(list, segments, "/out", false), (std::vector<std::vector<int>>{{0}, {1}, {2}}));
 }
 
 }  // namespace
