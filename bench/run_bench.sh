@@ -54,7 +54,7 @@ measure() {
 # The median of numbers, one a line (the upper one of an even count).
 median() { sort -n | awk '{v[NR] = $1} END {print v[int(NR / 2) + 1]}'; }
 
-printf '%-10s %-10s %10s %10s %10s\n' workload tool seconds peak_MB vs_tamberlin
+printf '%-10s %-12s %10s %10s %10s\n' workload tool seconds peak_MB vs_tamberlin
 for wl in $workloads; do
   inputs=("$data/$wl"/*.xls*)
   cat "${inputs[@]}" > /dev/null   # warm the page cache for every tool alike
@@ -68,7 +68,7 @@ for wl in $workloads; do
     [ "$m" = nan ] || [ "$m" -le "$peak" ] || peak=$m
   done
   t_tb=$(printf '%s\n' "${times[@]}" | median)
-  printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" tamberlin "$t_tb" "$(echo "$peak/1024" | bc -l)" 1
+  printf '%-10s %-12s %10s %10.1f %10s\n' "$wl" tamberlin "$t_tb" "$(echo "$peak/1024" | bc -l)" 1
   # Two workbooks at once (-j 2) where there are many workbooks or big ones:
   # its time over the one-process time (0.5 would be twice as fast).
   if [ "$wl" = many ] || [ "$wl" = big ]; then
@@ -81,7 +81,7 @@ for wl in $workloads; do
     done
     rm -rf "$out/tamberlin-j2"
     t_j2=$(printf '%s\n' "${times[@]}" | median)
-    printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" tamberlin-j2 "$t_j2" "$(echo "$peak/1024" | bc -l)" \
+    printf '%-10s %-12s %10s %10.1f %10s\n' "$wl" tamberlin-j2 "$t_j2" "$(echo "$peak/1024" | bc -l)" \
       "$(echo "scale=2; $t_j2/$t_tb" | bc -l)"
   fi
   floors=()
@@ -91,7 +91,7 @@ for wl in $workloads; do
     rm -rf "$out/floor"
   done
   t_floor=$(printf '%s\n' "${floors[@]}" | median)
-  printf '%-10s %-10s %10s %10s %10s\n' "$wl" io_floor "$t_floor" - "$(echo "scale=2; $t_floor/$t_tb" | bc -l)"
+  printf '%-10s %-12s %10s %10s %10s\n' "$wl" io_floor "$t_floor" - "$(echo "scale=2; $t_floor/$t_tb" | bc -l)"
   deflates=()
   for _ in $(seq "$repeat"); do
     sync
@@ -99,7 +99,7 @@ for wl in $workloads; do
   done
   t_deflate=$(printf '%s\n' "${deflates[@]}" | median)
   [ "$t_deflate" = - ] ||
-    printf '%-10s %-10s %10s %10s %10s\n' "$wl" deflate "$t_deflate" - "$(echo "scale=2; $t_deflate/$t_tb" | bc -l)"
+    printf '%-10s %-12s %10s %10s %10s\n' "$wl" deflate "$t_deflate" - "$(echo "scale=2; $t_deflate/$t_tb" | bc -l)"
   for p in $peers; do
     # openpyxl reads Office Open XML only
     [ "$p" = openpyxl ] && [[ "$wl" == xls* ]] && continue
@@ -110,7 +110,7 @@ for wl in $workloads; do
     esac
     mkdir -p "$out/$p"
     read -r t m < <(measure "${cmd[@]}" "${inputs[@]}")
-    printf '%-10s %-10s %10s %10.1f %10s\n' "$wl" "$p" "$t" "$(echo "$m/1024" | bc -l)" "$(echo "scale=1; $t/$t_tb" | bc -l)"
+    printf '%-10s %-12s %10s %10.1f %10s\n' "$wl" "$p" "$t" "$(echo "$m/1024" | bc -l)" "$(echo "scale=1; $t/$t_tb" | bc -l)"
   done
 done
 echo "(vs_tamberlin: a peer's time over Tamberlin's; for io_floor and deflate, the floor over Tamberlin's, 1 = at the floor;"
