@@ -36,8 +36,10 @@ void runRows(excel::Application& app, const tasklist::TaskList& rows, const spli
         if (!result.failure || result.failedWorkbook.empty())
             break;
         int done = output.failedIndex();
-        while (done < rest.count() && rest.row(done + 1).SourceFileName == result.failedWorkbook)
-            ++done;
+        while (done < rest.count() && rest.row(done + 1).SourceFileName == result.failedWorkbook) {
+            const tasklist::TaskRow& row = rest.row(++done);
+            outcomes.failed(row.SourceFileName, row.WorkSheetName, "not written: an earlier sheet of its workbook failed");
+        }
         rest = rest.slice(done + 1, rest.count() - done);
         offset += done;
     }

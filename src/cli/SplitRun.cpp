@@ -45,7 +45,7 @@ bool ensureOutputFolder(const std::string& chosen, bool dryRun)
 
 // What a run would write, told without writing.
 void dryRun(const tasklist::TaskList& list, const std::string& chosen, const std::vector<RowName>& names,
-            Outcomes& outcomes)
+            bool noClobber, Outcomes& outcomes)
 {
     for (int i = 0; i < list.count(); ++i) {
         const tasklist::TaskRow& row = list.rows()[static_cast<std::size_t>(i)];
@@ -54,6 +54,9 @@ void dryRun(const tasklist::TaskList& list, const std::string& chosen, const std
                 throw *names[static_cast<std::size_t>(i)].refused;
             const std::string file = names.empty() ? windowFile(chosen, row)
                                                    : tb::fs::withTrailingSeparator(chosen) + names[static_cast<std::size_t>(i)].path;
+            std::error_code ec;
+            if (noClobber && std::filesystem::exists(file, ec))
+                throw tb::Error(58, "The file '" + file + "' already exists and would not be replaced.");
             outcomes.written(row.SourceFileName, row.WorkSheetName, file, 0);
         } catch (const tb::Error& e) {
             printError(row.SourceFileName, e);
@@ -88,7 +91,7 @@ int run(const Options& options)
     const std::vector<RowName> names = options.name.empty() ? std::vector<RowName>() : nameRows(options.name, list);
     if (options.dryRun) {
         ensureOutputFolder(chosen, true);
-        dryRun(list, chosen, names, outcomes);
+        dryRun(list, chosen, names, options.noClobber, outcomes);
     } else if (ensureOutputFolder(chosen, false)) {
         split::RunOptions runOptions;
         runOptions.chosenFolder = chosen;

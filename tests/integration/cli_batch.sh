@@ -91,6 +91,12 @@ PY
 "$split" -o goon forged.xlsx in/Old.xls > stdout 2> stderr; rc=$?
 check "after a workbook fails, the next one is still split; exit 1" \
   "[ $rc -eq 1 ] && [ -f goon/forged/Sheet1.xls ] && [ ! -e goon/forged/Sheet3.xls ] && [ -f goon/Old/Sheet3.xls ] && grep -q 'forged.xlsx' stderr"
+"$split" --json -o goon2 forged.xlsx > stdout 2> /dev/null
+check "--json has a line for every sheet of a workbook that failed midway" \
+  "grep -q '\"sheet\":\"Sheet1\",.*\"status\":\"written\"' stdout && grep -q '\"sheet\":\"a/b\",.*\"status\":\"failed\"' stdout && grep -q '\"sheet\":\"Sheet3\",.*\"status\":\"failed\",\"reason\":\"not written: an earlier sheet' stdout"
+"$split" --dry-run --no-clobber -o goon in/Old.xls > stdout 2> stderr; rc=$?
+check "--dry-run --no-clobber tells the files it would not replace" \
+  "[ $rc -eq 1 ] && [ \$(grep -c 'would not be replaced' stderr) -eq 3 ] && [ ! -s stdout ]"
 
 # -j 2 gives what -j 1 gives: the tree (Budget.xlsx beside another Budget
 # .xls: the later replaces the earlier's files in both), the lines of both
