@@ -158,6 +158,50 @@ void parse(std::string& buffer, std::vector<std::optional<Result>>& results)
 
 }  // namespace
 
+namespace {
+
+struct Worker {
+    pid_t pid;
+    int from;  // the read end of its pipe
+    std::string buffer;
+};
+
+// Reads what the workers send until every one has closed its pipe, calling
+// `onResult` after each read.
+template <typename OnResult>
+void collect(std::vector<Worker>& workers, std::vector<std::optional<Result>>& results, OnResult onResult)
+{
+    std::vector<pollfd> polls;
+    for (const Worker& w : workers)
+        polls.push_back({w.from, POLLIN, 0});
+    for (std::size_t open = polls.size(); open > 0;) {
+        if (::poll(polls.data(), polls.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            break;
+        }
+        for (std::size_t k = 0; k < polls.size(); ++k) {
+            if (polls[k].fd < 0 || polls[k].revents == 0)
+                continue;
+            char buf[65536];
+            const ssize_t n = ::read(polls[k].fd, buf, sizeof buf);
+            if (n > 0) {
+                workers[k].buffer.append(buf, static_cast<std::size_t>(n));
+                parse(workers[k].buffer, results);
+            } else if (n == 0 || errno != EINTR) {
+                ::close(polls[k].fd);
+                polls[k].fd = -1;
+                --open;
+            }
+        }
+        onResult();
+    }
+    for (const Worker& w : workers)
+        ::waitpid(w.pid, nullptr, 0);
+}
+
+}  // namespace
+
 void runInParallel(const Options& options, const tasklist::TaskList& list, const split::RunOptions& runOptions,
                    const std::vector<RowName>& names, RepairReport& repairs, Outcomes& outcomes)
 {
@@ -175,11 +219,6 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
     auto* next = new (shared) std::atomic<int>(0);
     std::fflush(stdout);
     std::fflush(stderr);
-    struct Worker {
-        pid_t pid;
-        int from;
-        std::string buffer;
-    };
     std::vector<Worker> workers;
     const int count = std::min<int>(options.jobs, static_cast<int>(groups.size()));
     for (int k = 0; k < count; ++k) {
@@ -205,7 +244,7 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
     }
 
     // Each workbook is printed once it and every one before it are done; one
-    // that a worker died on is a failure.
+    // that no worker finished (it died, or none could start) is a failure.
     std::vector<std::optional<Result>> results(segments.size());
     std::size_t printed = 0;
     auto print = [&](bool all) {
@@ -224,33 +263,7 @@ void runInParallel(const Options& options, const tasklist::TaskList& list, const
             outcomes.failed(source, {}, "not split: its worker process ended early");
         }
     };
-    std::vector<pollfd> polls;
-    for (const Worker& w : workers)
-        polls.push_back({w.from, POLLIN, 0});
-    for (std::size_t open = polls.size(); open > 0;) {
-        if (::poll(polls.data(), polls.size(), -1) < 0) {
-            if (errno == EINTR)
-                continue;
-            break;
-        }
-        for (std::size_t k = 0; k < polls.size(); ++k) {
-            if (polls[k].fd < 0 || polls[k].revents == 0)
-                continue;
-            char buf[65536];
-            const ssize_t n = ::read(polls[k].fd, buf, sizeof buf);
-            if (n > 0) {
-                workers[k].buffer.append(buf, static_cast<std::size_t>(n));
-                parse(workers[k].buffer, results);
-            } else if (n == 0 || errno != EINTR) {
-                ::close(polls[k].fd);
-                polls[k].fd = -1;
-                --open;
-            }
-        }
-        print(false);
-    }
-    for (const Worker& w : workers)
-        ::waitpid(w.pid, nullptr, 0);
+    collect(workers, results, [&] { print(false); });
     print(true);
     ::munmap(shared, sizeof(std::atomic<int>));
 }
