@@ -24,16 +24,24 @@ std::optional<std::string> PasswordPrompt::askPassword(const std::string& fullNa
             return std::nullopt;
         return fromFile_[static_cast<std::size_t>(attempt)];
     }
-    if (attempt >= kTerminalTries || !::isatty(STDIN_FILENO))
+    // What was typed for the workbooks before is tried first: a folder's
+    // workbooks often share one password.
+    if (attempt == 0)
+        replayed_ = typed_.size();
+    if (attempt >= 0 && static_cast<std::size_t>(attempt) < replayed_)
+        return typed_[static_cast<std::size_t>(attempt)];
+    const int asked = attempt - static_cast<int>(replayed_);
+    if (!terminal_ || asked >= kTerminalTries || !::isatty(STDIN_FILENO))
         return std::nullopt;
     // The word on a wrong password is part of the prompt, so that it too shows
     // only once echo is off and input typed ahead is flushed.
-    const std::string prompt = std::string(attempt > 0 ? "That password does not open it.\n" : "") + "Password for '" +
+    const std::string prompt = std::string(asked > 0 ? "That password does not open it.\n" : "") + "Password for '" +
                                std::filesystem::path(fullName).filename().string() + "': ";
     std::optional<std::string> line = readHiddenLine(prompt);
     std::fputc('\n', stderr);
-    if (line && line->empty())
+    if (!line || line->empty())
         return std::nullopt;  // an empty answer gives up on this workbook
+    typed_.push_back(*line);
     return line;
 }
 

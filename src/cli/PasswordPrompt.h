@@ -16,10 +16,16 @@ public:
     // `fromFile` empty: ask on the terminal, if standard input is one.
     explicit PasswordPrompt(std::vector<std::string> fromFile, bool fileGiven);
     std::optional<std::string> askPassword(const std::string& fullName, int attempt) override;
+    // No more prompts, only what the file gave and what was typed before: for
+    // the worker processes of a parallel run, which share the terminal.
+    void stopAsking() { terminal_ = false; }
 
 private:
     std::vector<std::string> fromFile_;
     bool fileGiven_;
+    bool terminal_ = true;
+    std::vector<std::string> typed_;  // answers typed so far, tried first on the next workbook
+    std::size_t replayed_ = 0;        // how many of them the workbook being opened is tried with
 };
 
 // Shows `prompt` on standard error and reads one line from standard input

@@ -4,9 +4,9 @@
 
 namespace cli {
 
-// Lists the workbooks, then splits them (or prints the list). Returns the
-// process's exit status: 0 only when every sheet was written and nothing
-// failed, 1 when something failed, 2 when the output folder is missing.
+// Lists the workbooks and folders, then splits them (or prints the list, or
+// with --dry-run what a split would write). Returns the process's exit
+// status: 0 when every selected sheet was written, 1 when something failed.
 int run(const Options& options);
 
 }  // namespace cli

@@ -22,6 +22,10 @@ int main(int argc, char** argv)
         std::fputs(cli::usage().c_str(), stdout);
         return 0;
     }
+    if (options.version) {
+        std::fputs(cli::versionText().c_str(), stdout);
+        return 0;
+    }
     tb::keepFreedMemory();
     tb::pinLocalTimeZone();
     return cli::run(options);

@@ -21,6 +21,9 @@ public:
     virtual void rowStarting(int /*index*/, const tasklist::TaskRow& /*row*/) {}
     // The row's worksheet is written, as the file `written`.
     virtual void rowDone(int index, const tasklist::TaskRow& row, const std::string& written) = 0;
+    // The row was refused by the run's naming options and not written; the
+    // run goes on. Only runs given such options hear of this.
+    virtual void rowFailed(int /*index*/, const tasklist::TaskRow& /*row*/, const tb::Error& /*error*/) {}
     // The row's workbook gave no short name; its files go to the chosen
     // folder itself, and the run goes on.
     virtual void shortNameFailed(const tasklist::TaskRow& row, const tb::Error& error) = 0;

@@ -6,6 +6,7 @@
 #include "RunReport.h"
 #include "platform/sys/Error.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -14,12 +15,19 @@ class Application;
 }
 namespace tasklist {
 class TaskList;
+struct TaskRow;
 }
 
 namespace split {
 
 struct RunOptions {
     std::string chosenFolder;  // exists; taken byte for byte
+    // Names a row's file by a path relative to the chosen folder, whose
+    // missing folders the run makes, instead of the window's rule. A
+    // tb::Error it throws fails that row alone and the run goes on.
+    std::function<std::string(int index, const tasklist::TaskRow&)> fileFor;
+    // A row whose file exists already fails alone instead of replacing it.
+    bool keepExisting = false;
 };
 
 struct RunResult {
@@ -33,7 +41,8 @@ struct RunResult {
 // Works the rows from the first to the last. A source workbook stays open
 // over its adjacent rows; the run asks the engine for the active workbook
 // at every step and holds none. The first failure ends the run: the report
-// hears of it, files written before it stay, and what is open in the engine
+// hears of it, files written before it stay (a row refused by `fileFor` or
+// `keepExisting` fails alone), and what is open in the engine
 // stays open.
 RunResult run(excel::Application& app, const tasklist::TaskList& rows, const RunOptions& options, RunReport& report);
 

@@ -41,4 +41,24 @@ std::vector<std::string> scanFolder(const std::string& folder, const std::string
     return names;
 }
 
+std::vector<std::string> scanSubfolders(const std::string& folder)
+{
+    std::error_code ec;
+    std::filesystem::directory_iterator it(folder, ec);
+    if (ec)
+        throw tb::Error(tb::err::PathNotFound,
+                        "Path not found: the folder '" + folder + "' cannot be read (" + ec.message() + ").");
+    std::vector<std::string> names;
+    for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
+        if (ec)
+            throw tb::Error(tb::err::PathNotFound, "Path not found: the folder '" + folder + "' cannot be read.");
+        const std::string name = it->path().filename().string();
+        std::error_code typeEc;
+        if (!name.empty() && name[0] != '.' && it->symlink_status(typeEc).type() == std::filesystem::file_type::directory)
+            names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 }  // namespace tasklist

@@ -12,4 +12,8 @@ namespace tasklist {
 // folder cannot be read.
 std::vector<std::string> scanFolder(const std::string& folder, const std::string& extension);
 
+// The folder's subfolders in name order, hidden ones and links left out
+// (a link could lead back up). Throws tb::Error 76 as scanFolder.
+std::vector<std::string> scanSubfolders(const std::string& folder);
+
 }  // namespace tasklist

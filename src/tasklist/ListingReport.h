@@ -22,6 +22,11 @@ public:
     virtual void rowAdded(int /*index*/, const TaskRow& /*row*/) {}
     // A worksheet got no row because its name holds "?".
     virtual void sheetLeftOut(const std::string& /*path*/, const std::string& /*sheet*/) {}
+    // A worksheet got no row because the list's filter left it out, for
+    // `reason`.
+    virtual void sheetSkipped(const std::string& /*path*/, const std::string& /*sheet*/, const std::string& /*reason*/)
+    {
+    }
     // Something to say about one workbook that is not a failure.
     virtual void notice(const std::string& /*path*/, const std::string& /*text*/) {}
     // The workbook at `path`, file name `name`, was damaged and read all the

@@ -16,6 +16,13 @@ void requireRow(int index, int count)
         throw tb::Error(35600, "Index out of bounds: the list has no row " + std::to_string(index) + ".");
 }
 
+// Copies of .xls sources are .xls; OOXML copies never keep macros, so an
+// .xlsm source gives .xlsx copies.
+std::string copyExtension(const excel::Document& source)
+{
+    return source.fileExtension() == "xls" ? "xls" : "xlsx";
+}
+
 }  // namespace
 
 const TaskRow& TaskList::row(int index) const
@@ -46,7 +53,10 @@ Listing TaskList::addWorkbook(excel::Application& app, const std::string& path, 
         book = app.GetWorkbooks().Open(path);
         if (const auto repairs = book->repairs(); !repairs.empty())
             report.repaired(path, book->Name(), repairs);
+        const std::string extension = copyExtension(book->document());
+        int position = 0;
         for (const excel::Worksheet& sheet : book->Worksheets().all()) {
+            ++position;
             std::string name = sheet.Name();
             // A name that a list of narrower characters would give back with
             // "?" is left out; Excel itself refuses "?" in a sheet name.
@@ -54,7 +64,13 @@ Listing TaskList::addWorkbook(excel::Application& app, const std::string& path, 
                 report.sheetLeftOut(path, name);
                 continue;
             }
-            append({path, std::move(name)});
+            if (filter_) {
+                if (const std::string reason = filter_(sheet); !reason.empty()) {
+                    report.sheetSkipped(path, name, reason);
+                    continue;
+                }
+            }
+            append({path, std::move(name), position, extension});
             report.rowAdded(count(), rows_.back());
         }
         book->Close(false);
@@ -78,6 +94,14 @@ void TaskList::addFolder(excel::Application& app, const std::string& folder, Lis
         for (const std::string& name : scanFolder(folder, extension))
             addWorkbook(app, folder + name, report);
     }
+}
+
+TaskList TaskList::slice(int first, int count) const
+{
+    TaskList part;
+    for (int i = first; i < first + count; ++i)
+        part.append(row(i));
+    return part;
 }
 
 void TaskList::remove(int index)

@@ -7,17 +7,22 @@
 #include "ListingReport.h"
 #include "TaskRow.h"
 
+#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 namespace excel {
 class Application;
+class Worksheet;
 }
 
 namespace tasklist {
 
 enum class Listing { Added, AlreadyListed, Failed };
+
+// Why a worksheet gets no row, or empty when it gets one.
+using SheetFilter = std::function<std::string(const excel::Worksheet&)>;
 
 class TaskList {
 public:
@@ -42,6 +47,14 @@ public:
     // when the folder cannot be read; rows added before stay.
     void addFolder(excel::Application& app, const std::string& folder, ListingReport& report);
 
+    // Leaves out of later listings every worksheet the filter gives a reason
+    // for; the report hears of each. The window sets none.
+    void setFilter(SheetFilter filter) { filter_ = std::move(filter); }
+
+    // A list of `count` rows from the 1-based position `first` on, for a run
+    // over part of this one.
+    TaskList slice(int first, int count) const;
+
     // Takes out the row at a 1-based position; throws 35600 when there is none.
     void remove(int index);
     void clear();
@@ -49,6 +62,7 @@ public:
 private:
     void append(TaskRow row);
 
+    SheetFilter filter_;
     std::vector<TaskRow> rows_;
     std::unordered_map<std::string, int> rowsByFoldedPath_;  // how many rows carry each folded path
 };

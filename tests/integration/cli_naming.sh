@@ -37,8 +37,9 @@ check "its files go to the chosen folder itself" "[ -f out/Sheet1.xls ] && [ -f 
 "$split" --list in/Book1.xlsx "in/Q1.2020 data.xlsm" > stdout 2> stderr; rc=$?
 check "--list prints workbook and sheet" "[ $rc -eq 0 ] && [ \"\$(sed -n 3p stdout)\" = \"$work/in/Book1.xlsx	Sheet 3\" ] && [ \$(wc -l < stdout) -eq 6 ]"
 
-"$split" -o missing in/Book1.xlsx > /dev/null 2> stderr; rc=$?
-check "missing output folder: exit 2" "[ $rc -eq 2 ] && grep -q 'does not exist' stderr"
+echo file > afile
+"$split" -o afile/out in/Book1.xlsx > /dev/null 2> stderr; rc=$?
+check "an output folder that cannot be made: exit 1" "[ $rc -eq 1 ] && grep -q 'cannot make the output folder' stderr"
 "$split" -o out in/Book1.xlsx in/nothere.xlsx > stdout 2> stderr; rc=$?
 check "a missing workbook is reported and fails the run" "[ $rc -eq 1 ] && grep -q 'nothere.xlsx' stderr && grep -q 'error 53' stderr"
 "$split" > /dev/null 2> stderr; rc=$?

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -29,6 +30,10 @@ struct Recorder final : split::RunReport {
     void rowDone(int index, const tasklist::TaskRow&, const std::string& written) override
     {
         calls.push_back(std::to_string(index) + " " + written);
+    }
+    void rowFailed(int index, const tasklist::TaskRow&, const tb::Error& e) override
+    {
+        calls.push_back(std::to_string(index) + " refused " + std::to_string(e.number()));
     }
     void shortNameFailed(const tasklist::TaskRow& row, const tb::Error& e) override
     {
@@ -69,16 +74,20 @@ struct SplitRunTest : ::testing::Test {
         Listing listing;
         list.addWorkbook(app, (in / as).string(), listing);
     }
-    split::RunResult run(const fs::path& chosen)
+    split::RunResult run(const fs::path& chosen, split::RunOptions options = {})
     {
         const support::SourceFolderGuard sources(in);
-        split::RunOptions options;
         options.chosenFolder = chosen.string();
         auto result = split::run(app, list, options, report);
         EXPECT_EQ(sources.changes(), "");
         return result;
     }
     split::RunResult run() { return run(out); }
+    std::string read(const fs::path& p)
+    {
+        std::ifstream f(p, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(f), {});
+    }
     // Every path below `root`, folders ending in "/".
     static std::vector<std::string> tree(const fs::path& root)
     {
@@ -206,6 +215,47 @@ TEST_F(SplitRunTest, AFolderThatCannotBeMadeEndsTheRunWithItsNumber)
     ASSERT_TRUE(result.failure);
     EXPECT_EQ(result.failure->number(), tb::err::PathNotFound);
     EXPECT_FALSE(fs::exists(gone));
+}
+
+// The command line names files its own way: the run makes the folders the
+// name asks for under the chosen folder, and a row whose name is refused
+// fails alone while the others are written.
+TEST_F(SplitRunTest, ANamingHookPlacesFilesUnderTheChosenFolderAndARefusedRowFailsAlone)
+{
+    add(kData / "xlsx" / "hide01.xlsx", "Book1.xlsx");
+    split::RunOptions options;
+    options.fileFor = [](int index, const tasklist::TaskRow& row) -> std::string {
+        if (index == 2)
+            throw tb::Error(tb::err::EngineFailure, "refused");
+        return "a/b./" + std::to_string(row.SheetIndex) + " " + row.WorkSheetName + ".xlsx";
+    };
+    const auto result = run(out, options);
+    EXPECT_FALSE(result.failure);
+    EXPECT_EQ(tree(out), (std::vector<std::string>{"a/", "a/b./", "a/b./1 Sheet1.xlsx", "a/b./3 Sheet3.xlsx"}));
+    EXPECT_EQ(report.calls, (std::vector<std::string>{"1 " + (out / "a" / "b." / "1 Sheet1.xlsx").string(),
+                                                      "2 refused 1004",
+                                                      "3 " + (out / "a" / "b." / "3 Sheet3.xlsx").string()}));
+    EXPECT_EQ(read(out / "a" / "b." / "1 Sheet1.xlsx").substr(0, 2), "PK");
+    EXPECT_EQ(app.GetWorkbooks().Count(), 0);
+}
+
+TEST_F(SplitRunTest, KeepingExistingFilesFailsTheirRowsAloneAndLeavesThemAsTheyWere)
+{
+    add(kData / "xlsx" / "hide01.xlsx", "Book1.xlsx");
+    fs::create_directories(out / "Book1");
+    support::writeBytes(out / "Book1" / "Sheet2.xls", {'o', 'l', 'd'});
+    split::RunOptions options;
+    options.keepExisting = true;
+    const auto result = run(out, options);
+    EXPECT_FALSE(result.failure);
+    EXPECT_EQ(report.calls.at(1), "2 refused 58");
+    EXPECT_EQ(read(out / "Book1" / "Sheet2.xls"), "old");
+    EXPECT_TRUE(fs::is_regular_file(out / "Book1" / "Sheet3.xls"));
+
+    // Without the option the file is replaced, as the window does.
+    report.calls.clear();
+    EXPECT_FALSE(run().failure);
+    EXPECT_EQ(read(out / "Book1" / "Sheet2.xls").substr(0, 2), "PK");
 }
 
 }  // namespace

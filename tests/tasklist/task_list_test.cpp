@@ -2,6 +2,7 @@
 // gives, the rules that refuse a workbook or a sheet, what a failure leaves.
 
 #include "excel/Application.h"
+#include "excel/Worksheet.h"
 #include "platform/sys/Error.h"
 #include "support/ForgedWorkbook.h"
 #include "support/TempDir.h"
@@ -24,6 +25,10 @@ struct Recorder final : tasklist::ListingReport {
         calls.push_back("row " + std::to_string(index) + " " + row.WorkSheetName);
     }
     void sheetLeftOut(const std::string&, const std::string& sheet) override { calls.push_back("left out " + sheet); }
+    void sheetSkipped(const std::string&, const std::string& sheet, const std::string& reason) override
+    {
+        calls.push_back("skipped " + sheet + ": " + reason);
+    }
     void failed(const std::string& path, const tb::Error& e) override
     {
         calls.push_back("failed " + fs::path(path).filename().string() + " " + std::to_string(e.number()));
@@ -109,6 +114,31 @@ TEST_F(TaskListTest, AWorksheetWhoseNameHoldsAQuestionMarkGetsNoRow)
     support::renameSheet(kData / "xlsx" / "chartsheet01.xlsx", single, "Sheet1", "Q?");
     EXPECT_EQ(add(single), tasklist::Listing::Added);
     EXPECT_EQ(list.count(), 2);
+    EXPECT_EQ(app.GetWorkbooks().Count(), 0);
+}
+
+// The command line's selection: the filter's reason reaches the report, and
+// the rows left keep their tab position and the format of their copies.
+TEST_F(TaskListTest, AFilterLeavesSheetsOutWithItsReasonAndRowsKeepTheirTabPosition)
+{
+    list.setFilter([](const excel::Worksheet& sheet) {
+        return sheet.Visible() == excel::SheetVisibility::Visible ? std::string() : "hidden";
+    });
+    add(kData / "xlsx" / "hide01.xlsx");  // Sheet2 hidden
+    add(kData / "xls" / "lo" / "hide01.xls");
+    EXPECT_EQ(rows(list), (std::vector<std::string>{"hide01.xlsx|Sheet1", "hide01.xlsx|Sheet3", "hide01.xls|Sheet1",
+                                                    "hide01.xls|Sheet3"}));
+    EXPECT_EQ(report.calls.at(2), "skipped Sheet2: hidden");
+    EXPECT_EQ(list.row(2).SheetIndex, 3);
+    EXPECT_EQ(list.row(2).CopyExtension, "xlsx");
+    EXPECT_EQ(list.row(3).SheetIndex, 1);
+    EXPECT_EQ(list.row(3).CopyExtension, "xls");
+
+    // A filter that fails fails its workbook, as a read would.
+    list.setFilter([](const excel::Worksheet&) -> std::string { throw tb::Error(7, "Out of memory"); });
+    report.calls.clear();
+    EXPECT_EQ(add(kData / "xlsx" / "simple02.xlsx"), tasklist::Listing::Failed);
+    EXPECT_EQ(report.calls.back(), "failed simple02.xlsx 7");
     EXPECT_EQ(app.GetWorkbooks().Count(), 0);
 }
 
