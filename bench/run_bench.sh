@@ -1,23 +1,24 @@
 #!/bin/bash
 # Times tamberlin-split against the tools a user would use instead, in one
-# run: LibreOffice headless (per-sheet delete-and-save through python3-uno)
-# and the openpyxl delete-and-save recipe. Reports wall time, peak memory,
-# the compression floor (deflate_floor.py) against Tamberlin,
-# the ratio of each peer to Tamberlin, and Tamberlin against the I/O floor;
+# run: LibreOffice headless (per-sheet delete-and-save through python3-uno),
+# Gnumeric's ssconvert (one load, a file per sheet) and the openpyxl
+# delete-and-save recipe. Reports wall time, peak memory, the compression
+# floor (deflate_floor.py) against Tamberlin, the ratio of each peer to
+# Tamberlin and of the fastest peer, and Tamberlin against the I/O floor;
 # for big and many, -j 2 (two processes) against one.
 # Tamberlin and the floors take well under a second, where one run moves
 # with the machine by a third: they are run --repeat times (5 unless told)
 # and their medians reported. The peers take minutes and run once.
 # By hand, not in CI: the full run takes a long while for the peers.
 #
-# usage: bench/run_bench.sh [--build DIR] [--work DIR] [--scale F] [--repeat N] [--peers "lo openpyxl"]
+# usage: bench/run_bench.sh [--build DIR] [--work DIR] [--scale F] [--repeat N] [--peers "lo gnumeric openpyxl"]
 #                           [--workloads "big big5 many sst xls xls5"]
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 build="$here/../build"
 work="${TMPDIR:-/tmp}/tamberlin-bench"
 scale=1
-peers="lo openpyxl"
+peers="lo gnumeric openpyxl"
 repeat=5
 workloads="big big5 many sst xls xls5"
 while [ $# -gt 0 ]; do
@@ -100,18 +101,25 @@ for wl in $workloads; do
   t_deflate=$(printf '%s\n' "${deflates[@]}" | median)
   [ "$t_deflate" = - ] ||
     printf '%-10s %-12s %10s %10s %10s\n' "$wl" deflate "$t_deflate" - "$(echo "scale=2; $t_deflate/$t_tb" | bc -l)"
+  fastest= fastest_t=
   for p in $peers; do
     # openpyxl reads Office Open XML only
     [ "$p" = openpyxl ] && [[ "$wl" == xls* ]] && continue
     case "$p" in
       lo) cmd=("$py" "$here/libreoffice_split.py" "$out/lo") ;;
       openpyxl) cmd=("$py" "$here/openpyxl_split.py" "$out/openpyxl") ;;
+      gnumeric) cmd=("$here/ssconvert_split.sh" "$out/gnumeric") ;;
       *) echo "unknown peer $p" >&2; exit 2 ;;
     esac
     mkdir -p "$out/$p"
     read -r t m < <(measure "${cmd[@]}" "${inputs[@]}")
     printf '%-10s %-12s %10s %10.1f %10s\n' "$wl" "$p" "$t" "$(echo "$m/1024" | bc -l)" "$(echo "scale=1; $t/$t_tb" | bc -l)"
+    if [ "$t" != nan ] && { [ -z "$fastest" ] || [ "$(echo "$t < $fastest_t" | bc -l)" = 1 ]; }; then
+      fastest=$p fastest_t=$t
+    fi
   done
+  [ -z "$fastest" ] ||
+    printf '%-10s %-12s %10s %10s %10s\n' "$wl" "fastest:$fastest" "$fastest_t" - "$(echo "scale=1; $fastest_t/$t_tb" | bc -l)"
 done
 echo "(vs_tamberlin: a peer's time over Tamberlin's; for io_floor and deflate, the floor over Tamberlin's, 1 = at the floor;"
 echo " for tamberlin-j2, tamberlin-split -j 2 over one process; peak_MB of -j 2 is its largest process)"
