@@ -108,12 +108,12 @@ bool parseList(std::string_view s, Parsed& p)
     }
 }
 
-std::optional<Parsed> parse(std::string_view spec)
+std::optional<Parsed> parse(std::string_view selector)
 {
-    spec = trim(spec);
-    if (spec.size() < 2 || spec.front() != '[' || spec.back() != ']')
+    selector = trim(selector);
+    if (selector.size() < 2 || selector.front() != '[' || selector.back() != ']')
         return std::nullopt;
-    const std::string_view inner = trim(spec.substr(1, spec.size() - 2));
+    const std::string_view inner = trim(selector.substr(1, selector.size() - 2));
     Parsed p;
     if (inner.empty())
         return p;
@@ -145,9 +145,9 @@ std::optional<std::uint32_t> columnIndex(const TableShape& t, const std::string&
 
 }  // namespace
 
-std::optional<TableArea> resolveStructured(std::string_view spec, const TableShape& t, std::uint32_t row)
+std::optional<TableArea> resolveStructured(std::string_view selector, const TableShape& t, std::uint32_t row)
 {
-    const auto p = parse(spec);
+    const auto p = parse(selector);
     if (!p || t.ref.first.row > t.ref.last.row || t.ref.first.col > t.ref.last.col)
         return std::nullopt;
     const std::uint32_t top = t.ref.first.row, bottom = t.ref.last.row;

@@ -25,13 +25,13 @@ struct TableArea {
     bool thisRow = false;  // the row is the formula's own: relative, as it moves with the formula
 };
 
-// `spec` is the bracket group after the table name ("[Amount]",
+// `selector` is the bracket group after the table name ("[Amount]",
 // "[[#Headers],[Amount]]", "[]"). `row` is the 1-based row of the formula's
 // cell, 0 when it has none (a defined name); a "this row" reference then has
 // no answer. nullopt for what the table does not hold (an unknown column,
 // headers of a table without them) or text that is not a structured
 // reference.
-std::optional<TableArea> resolveStructured(std::string_view spec, const TableShape& table, std::uint32_t row);
+std::optional<TableArea> resolveStructured(std::string_view selector, const TableShape& table, std::uint32_t row);
 
 // "$B$2:$B$9", "$B$2" for one cell, "$B5:$D5" for a row of the formula's own.
 std::string areaText(const TableArea& area);
