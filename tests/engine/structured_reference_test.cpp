@@ -20,9 +20,9 @@ TableShape sales()
     return t;
 }
 
-std::string resolved(const char* spec, const TableShape& t, std::uint32_t row = 0)
+std::string resolved(const char* selector, const TableShape& t, std::uint32_t row = 0)
 {
-    const auto a = resolveStructured(spec, t, row);
+    const auto a = resolveStructured(selector, t, row);
     return a ? areaText(*a) : "-";
 }
 
@@ -32,7 +32,7 @@ TEST(StructuredReference, EveryFormStandsForItsCells)
 {
     const TableShape t = sales();
     struct Case {
-        const char* spec;
+        const char* selector;
         std::uint32_t row;
         const char* cells;
     } cases[] = {
@@ -71,7 +71,7 @@ TEST(StructuredReference, EveryFormStandsForItsCells)
         {"Amount", 0, "-"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(resolved(c.spec, t, c.row), c.cells) << c.spec << " row " << c.row;
+        EXPECT_EQ(resolved(c.selector, t, c.row), c.cells) << c.selector << " row " << c.row;
 }
 
 TEST(StructuredReference, TablesWithoutHeadersOrTotals)

@@ -78,12 +78,12 @@ def source_tables(book):
 
 def table_range(v, tables, own, row):
     """'Tbl[Col]' on another sheet -> 'SHEET!$B$2:$B$9' (the copy writes its range); None otherwise."""
-    name, _, spec = v.partition("[")
+    name, _, selector = v.partition("[")
     t = tables.get(name.lower())
     if t is None or t[0] == own:
         return None
     sheet, r0, c0, r1, c1, h, tot, cols = t
-    body = spec[:-1]
+    body = selector[:-1]
     this_row = body.startswith("@")
     body = body[1:] if this_row else body
     items = re.findall(r"\[((?:[^\[\]']|'.)*)\]", body) if body.startswith("[") else ([body] if body else [])
