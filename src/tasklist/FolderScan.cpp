@@ -19,7 +19,10 @@ bool endsWithIgnoringCase(const std::string& name, const std::string& ext)
 }
 }  // namespace
 
-std::vector<std::string> scanFolder(const std::string& folder, const std::string& extension)
+// The names of the folder's entries that `keep` takes, in name order;
+// hidden dot-entries never.
+template <class Keep>
+std::vector<std::string> namesIn(const std::string& folder, Keep keep)
 {
     std::error_code ec;
     std::filesystem::directory_iterator it(folder, ec);
@@ -30,35 +33,28 @@ std::vector<std::string> scanFolder(const std::string& folder, const std::string
     for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
         if (ec)
             throw tb::Error(tb::err::PathNotFound, "Path not found: the folder '" + folder + "' cannot be read.");
-        const std::string name = it->path().filename().string();
-        std::error_code typeEc;
-        if (name.empty() || name[0] == '.' || !it->is_regular_file(typeEc))
-            continue;
-        if (endsWithIgnoringCase(name, extension))
-            names.push_back(name);
+        std::string name = it->path().filename().string();
+        if (!name.empty() && name[0] != '.' && keep(*it, name))
+            names.push_back(std::move(name));
     }
     std::sort(names.begin(), names.end());
     return names;
 }
 
+std::vector<std::string> scanFolder(const std::string& folder, const std::string& extension)
+{
+    return namesIn(folder, [&](const std::filesystem::directory_entry& e, const std::string& name) {
+        std::error_code ec;
+        return e.is_regular_file(ec) && endsWithIgnoringCase(name, extension);
+    });
+}
+
 std::vector<std::string> scanSubfolders(const std::string& folder)
 {
-    std::error_code ec;
-    std::filesystem::directory_iterator it(folder, ec);
-    if (ec)
-        throw tb::Error(tb::err::PathNotFound,
-                        "Path not found: the folder '" + folder + "' cannot be read (" + ec.message() + ").");
-    std::vector<std::string> names;
-    for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
-        if (ec)
-            throw tb::Error(tb::err::PathNotFound, "Path not found: the folder '" + folder + "' cannot be read.");
-        const std::string name = it->path().filename().string();
-        std::error_code typeEc;
-        if (!name.empty() && name[0] != '.' && it->symlink_status(typeEc).type() == std::filesystem::file_type::directory)
-            names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    return namesIn(folder, [](const std::filesystem::directory_entry& e, const std::string&) {
+        std::error_code ec;
+        return e.symlink_status(ec).type() == std::filesystem::file_type::directory;
+    });
 }
 
 }  // namespace tasklist
