@@ -79,15 +79,7 @@ check "--json keeps errors on standard error" "grep -q 'missing.xlsx' stderr"
 
 # A workbook whose copy cannot be written (a forged sheet name holding "/")
 # stops at that sheet; the next workbook is still split.
-python3 - "$TB_TEST_DATA/xlsx/hide01.xlsx" forged.xlsx <<'PY'
-import sys, zipfile
-with zipfile.ZipFile(sys.argv[1]) as a, zipfile.ZipFile(sys.argv[2], "w") as b:
-    for item in a.infolist():
-        data = a.read(item)
-        if item.filename == "xl/workbook.xml":
-            data = data.replace(b'name="Sheet2"', b'name="a/b"')
-        b.writestr(item, data)
-PY
+renamed_sheet 'a/b' forged.xlsx
 "$split" -o goon forged.xlsx in/Old.xls > stdout 2> stderr; rc=$?
 check "after a workbook fails, the next one is still split; exit 1" \
   "[ $rc -eq 1 ] && [ -f goon/forged/Sheet1.xls ] && [ ! -e goon/forged/Sheet3.xls ] && [ -f goon/Old/Sheet3.xls ] && grep -q 'forged.xlsx' stderr"
