@@ -1,8 +1,6 @@
 #include "SheetPattern.h"
 
-#include <clocale>
-#include <cwctype>
-#include <locale.h>
+#include "platform/sys/UnicodeCase.h"
 
 namespace cli {
 
@@ -29,22 +27,13 @@ std::u32string codePoints(std::string_view s)
     return out;
 }
 
-char32_t fold(char32_t c)
-{
-    // The C.UTF-8 locale carries Unicode's case mappings whatever the
-    // user's own locale is, so that "Ä" and "ä" match on every machine.
-    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
-    if (c < 0x80)
-        return (c >= 'A' && c <= 'Z') ? c + 32 : c;
-    return utf8 ? static_cast<char32_t>(towlower_l(static_cast<wint_t>(c), utf8)) : c;
-}
-
 }  // namespace
 
 bool globMatches(std::string_view pattern, std::string_view name)
 {
-    const auto p = codePoints(pattern);
-    const auto n = codePoints(name);
+    // Folded as the task list folds paths, then compared character by character.
+    const auto p = codePoints(tb::foldCase(pattern));
+    const auto n = codePoints(tb::foldCase(name));
     // The classic backtracking match: on a mismatch after a "*", the star
     // takes one more character of the name; linear in practice.
     std::size_t pi = 0, ni = 0, starP = std::u32string::npos, starN = 0;
@@ -52,7 +41,7 @@ bool globMatches(std::string_view pattern, std::string_view name)
         if (pi < p.size() && p[pi] == U'*') {
             starP = pi++;
             starN = ni;
-        } else if (pi < p.size() && (p[pi] == U'?' || fold(p[pi]) == fold(n[ni]))) {
+        } else if (pi < p.size() && (p[pi] == U'?' || p[pi] == n[ni])) {
             ++pi;
             ++ni;
         } else if (starP != std::u32string::npos) {
